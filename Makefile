@@ -1,0 +1,42 @@
+# The two commands of the README, and a few more.
+#   make test   install what is missing, build, run every test
+#   make run    the main job: the calendar from the command line
+SHELL := /bin/bash
+BUILD ?= build
+ASAN_BUILD ?= build-asan
+JOBS ?= $(shell nproc)
+
+.PHONY: all deps build test test-native run format bench clean
+
+all: build
+
+deps:
+	@./scripts/install-deps.sh native
+
+build: deps
+	@cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORNCAL_BUILD_TESTS=OFF >/dev/null
+	@cmake --build $(BUILD) -j $(JOBS) > $(BUILD)/build.log || { cat $(BUILD)/build.log; exit 1; }
+
+# The test suites run under AddressSanitizer and UndefinedBehaviorSanitizer.
+test-native: deps
+	@cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DORNCAL_SANITIZE=ON >/dev/null
+	@cmake --build $(ASAN_BUILD) -j $(JOBS)
+	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
+
+test: test-native
+
+run: build
+	@./$(BUILD)/tools/orncal/orncal
+
+format:
+	@git ls-files '*.cc' '*.h' | xargs clang-format -i
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD) build-bench
+
+# Benchmarks in a release build.
+bench:
+	@./scripts/install-deps.sh bench
+	@cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DORNCAL_BUILD_TESTS=OFF -DORNCAL_BUILD_BENCH=ON >/dev/null
+	@cmake --build build-bench -j $(JOBS)
+	@for b in build-bench/bench/*_bench; do [ -x "$$b" ] && "$$b" || exit 1; done

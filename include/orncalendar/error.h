@@ -1,0 +1,37 @@
+// The run-time error raised by the object model. It carries the error
+// number an automation client sees (for example 13 for a type mismatch).
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace orncal {
+
+enum class ErrorNumber : int32_t {
+  kInvalidProcedureCall = 5,
+  kOverflow = 6,
+  kSubscriptOutOfRange = 9,
+  kDivisionByZero = 11,
+  kTypeMismatch = 13,
+  kObjectNotSet = 91,
+  kDuplicateKey = 457,
+};
+
+class Error : public std::runtime_error {
+ public:
+  // An error with the standard description of its number.
+  explicit Error(ErrorNumber number);
+  Error(ErrorNumber number, const std::string& description);
+
+  int32_t Number() const noexcept { return static_cast<int32_t>(number_); }
+  ErrorNumber Code() const noexcept { return number_; }
+  std::string Description() const { return what(); }
+
+  static std::string StandardDescription(ErrorNumber number);
+
+ private:
+  ErrorNumber number_;
+};
+
+}  // namespace orncal

@@ -1,0 +1,31 @@
+// What a Calendar holds. Each subsystem keeps its part of the calendar's
+// state here; the Calendar's members in the various subsystem folders work
+// on it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "core/notifier.h"
+#include "orncalendar/calendar.h"
+#include "orncalendar/collection.h"
+
+namespace orncal {
+
+struct Calendar::State {
+  // The data folder, normalised.
+  std::string path;
+  // FileLong of every month file present or created, keyed by its text.
+  CollectionPtr<int32_t> all_files = std::make_shared<Collection<int32_t>>();
+  bool initialized = false;
+  std::string tasks_file_path;
+
+  // Reminder scan (see GetRemindAppointments).
+  int32_t remind_scan_hour = -1;
+  Date remind_scan_from = 0;
+
+  int32_t client_count = 0;
+  std::shared_ptr<core::NotifierServer> notifier;
+};
+
+}  // namespace orncal

@@ -1,0 +1,130 @@
+#include "orncalendar/ole_date.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "orncalendar/error.h"
+
+namespace orncal {
+namespace {
+
+int32_t ErrorOf(auto&& call) {
+  try {
+    call();
+  } catch (const Error& e) {
+    return e.Number();
+  }
+  return 0;
+}
+
+TEST(DateFromParts, KnownDays) {
+  EXPECT_EQ(DateFromParts(1899, 12, 30), 0);
+  EXPECT_EQ(DateFromParts(1900, 1, 1), 2);
+  EXPECT_EQ(DateFromParts(2008, 1, 1), 39448);
+  EXPECT_EQ(DateFromParts(100, 1, 1), kMinDate);
+  EXPECT_EQ(DateFromParts(9999, 12, 31), kMaxDate);
+}
+
+TEST(DateFromParts, CarriesMonthsAndDaysAcrossMonthAndYearEnds) {
+  EXPECT_EQ(DateFromParts(2008, 0, 1), DateFromParts(2007, 12, 1));
+  EXPECT_EQ(DateFromParts(2008, 13, 1), DateFromParts(2009, 1, 1));
+  EXPECT_EQ(DateFromParts(2008, 25, 1), DateFromParts(2010, 1, 1));
+  EXPECT_EQ(DateFromParts(2008, -1, 1), DateFromParts(2007, 11, 1));
+  EXPECT_EQ(DateFromParts(2008, -12, 1), DateFromParts(2006, 12, 1));
+  EXPECT_EQ(DateFromParts(2008, 3, 0), DateFromParts(2008, 2, 29));  // leap year
+  EXPECT_EQ(DateFromParts(2009, 3, 0), DateFromParts(2009, 2, 28));
+  EXPECT_EQ(DateFromParts(2008, 1, 0), DateFromParts(2007, 12, 31));
+  EXPECT_EQ(DateFromParts(2008, 1, 32), DateFromParts(2008, 2, 1));
+  EXPECT_EQ(DateFromParts(2008, 1, 60), DateFromParts(2008, 2, 29));
+  EXPECT_EQ(DateFromParts(2008, 12, 32), DateFromParts(2009, 1, 1));
+  EXPECT_EQ(DateFromParts(2008, 1, -1), DateFromParts(2007, 12, 30));
+  EXPECT_EQ(DateFromParts(2000, 2, 29) + 1, DateFromParts(2000, 3, 1));  // 400-year leap
+  EXPECT_EQ(DateFromParts(1900, 2, 29), DateFromParts(1900, 3, 1));      // 1900 is not
+}
+
+TEST(DateFromParts, ResultsOutsideTheOleRangeRaiseError5) {
+  EXPECT_EQ(ErrorOf([] { DateFromParts(10000, 1, 1); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateFromParts(99, 12, 31); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateFromParts(2008, 2147483647, 1); }), 5);
+  EXPECT_EQ(ErrorOf([] { DateFromParts(9999, 12, 32); }), 5);
+}
+
+TEST(SplitDate, PartsOfDatesAndTimes) {
+  DateParts p = SplitDate(DateFromParts(2008, 2, 29) + TimeFromParts(13, 45, 30));
+  EXPECT_EQ(p.Year, 2008);
+  EXPECT_EQ(p.Month, 2);
+  EXPECT_EQ(p.Day, 29);
+  EXPECT_EQ(p.Hour, 13);
+  EXPECT_EQ(p.Minute, 45);
+  EXPECT_EQ(p.Second, 30);
+}
+
+TEST(SplitDate, NegativeDatesAreReadAsOleReadsThem) {
+  // The whole part is the day, the fraction the time of that day.
+  DateParts p = SplitDate(-1.25);
+  EXPECT_EQ(p.Year, 1899);
+  EXPECT_EQ(p.Month, 12);
+  EXPECT_EQ(p.Day, 29);
+  EXPECT_EQ(p.Hour, 6);
+  EXPECT_EQ(DayOf(-0.5), 30);  // still 30 December, at noon
+  EXPECT_EQ(HourOf(-0.5), 12);
+  EXPECT_EQ(DayOf(-1), 29);
+  EXPECT_EQ(YearOf(kMinDate), 100);
+}
+
+TEST(SplitDate, TimesRoundToTheNearestSecond) {
+  const Date day = DateFromParts(2008, 12, 31);
+  EXPECT_EQ(SplitDate(day + 59.4 / 86400).Second, 59);
+  EXPECT_EQ(SplitDate(day + 59.6 / 86400).Minute, 1);
+  // 23:59:59.6 already belongs to the next day, and to the next year.
+  EXPECT_EQ(YearOf(day + (86400 - 0.4) / 86400), 2009);
+  // The end of a query minus 0.00001 day stays in the month before.
+  EXPECT_EQ(MonthOf(DateFromParts(2008, 6, 1) - 0.00001), 5);
+}
+
+TEST(SplitDate, ValuesThatAreNoDateRaiseError6) {
+  EXPECT_EQ(ErrorOf([] { YearOf(std::numeric_limits<double>::quiet_NaN()); }), 6);
+  EXPECT_EQ(ErrorOf([] { YearOf(1e300); }), 6);
+  EXPECT_EQ(ErrorOf([] { WeekdayOf(-1e10); }), 6);
+  EXPECT_EQ(ErrorOf([] { AddMonths(std::numeric_limits<double>::infinity(), 1); }), 6);
+}
+
+TEST(WeekdayOf, MondayIsOne) {
+  EXPECT_EQ(WeekdayOf(0), 6);                               // Saturday 30 December 1899
+  EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 14)), 1);      // Monday
+  EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 15) + 0.9), 2);
+  EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 20)), 7);      // Sunday
+  EXPECT_EQ(WeekdayOf(-1.5), 5);                            // Friday 29 December 1899
+}
+
+TEST(AddMonths, KeepsTheTimeAndClampsTheDay) {
+  const Date t = TimeFromParts(10, 0, 0);
+  EXPECT_EQ(AddMonths(DateFromParts(2008, 1, 31) + t, 1), DateFromParts(2008, 2, 29) + t);
+  EXPECT_EQ(AddMonths(DateFromParts(2009, 1, 31), 1), DateFromParts(2009, 2, 28));
+  EXPECT_EQ(AddMonths(DateFromParts(2008, 11, 15), 2), DateFromParts(2009, 1, 15));
+  EXPECT_EQ(AddMonths(DateFromParts(2008, 1, 15), -1), DateFromParts(2007, 12, 15));
+  EXPECT_EQ(AddMonths(DateFromParts(2008, 2, 29), 12), DateFromParts(2009, 2, 28));
+  EXPECT_EQ(AddMonths(-0.25, 1), DateFromParts(1900, 1, 30) + 0.25);
+  EXPECT_EQ(ErrorOf([] { AddMonths(kMaxDate, 1); }), 5);
+}
+
+TEST(DayPart, CutsTheTime) {
+  EXPECT_EQ(DayPart(39448.75), 39448);
+  EXPECT_EQ(DayPart(-1.25), -1);
+  EXPECT_FALSE(std::signbit(DayPart(-0.5)));
+}
+
+TEST(WeekBoundariesBetween, CountsMondayStartedWeeks) {
+  const Date sunday = DateFromParts(2008, 1, 13);
+  EXPECT_EQ(WeekBoundariesBetween(sunday, sunday + 1), 1);
+  EXPECT_EQ(WeekBoundariesBetween(sunday + 1, sunday + 7), 0);  // Monday to Sunday
+  EXPECT_EQ(WeekBoundariesBetween(sunday + 1, sunday + 8), 1);
+  EXPECT_EQ(WeekBoundariesBetween(sunday + 8, sunday + 1), -1);
+  EXPECT_EQ(WeekBoundariesBetween(DateFromParts(2007, 12, 31), DateFromParts(2008, 1, 6)), 0);
+  EXPECT_EQ(WeekBoundariesBetween(DateFromParts(2008, 1, 1), DateFromParts(2009, 1, 1)), 52);
+}
+
+}  // namespace
+}  // namespace orncal

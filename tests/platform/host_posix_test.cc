@@ -1,0 +1,88 @@
+// The host answers on POSIX: XDG folders, no registry, the logon name and
+// the library's folder.
+#include <gtest/gtest.h>
+
+#include "platform/system.h"
+#include "support/test_env.h"
+
+namespace orncal::platform {
+namespace {
+
+using orncal::testing::Join;
+using orncal::testing::TempDir;
+using orncal::testing::WriteBytes;
+
+// Sets environment variables for one test and restores them afterwards.
+class EnvTest : public ::testing::Test {
+ protected:
+  void Set(const std::string& name, const std::optional<std::string>& value) {
+    const char* old = std::getenv(name.c_str());
+    saved_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
+    SetEnv(name, value);
+  }
+  ~EnvTest() override {
+    for (auto it = saved_.rbegin(); it != saved_.rend(); ++it) SetEnv(it->first, it->second);
+  }
+
+ private:
+  std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
+};
+
+TEST_F(EnvTest, AppDataIsXdgDataHomeThenHomeLocalShareThenTheDefault) {
+  Set("XDG_DATA_HOME", "/srv/data");
+  Set("HOME", "/home/anna");
+  EXPECT_EQ(GetSpecialFolder(0, kCsidlAppData, "dflt"), "/srv/data");
+  Set("XDG_DATA_HOME", std::nullopt);
+  EXPECT_EQ(GetSpecialFolder(0, kCsidlAppData, "dflt"), "/home/anna/.local/share");
+  Set("XDG_DATA_HOME", "relative/ignored");
+  EXPECT_EQ(GetSpecialFolder(0, kCsidlAppData, "dflt"), "/home/anna/.local/share");
+  Set("HOME", std::nullopt);
+  Set("XDG_DATA_HOME", std::nullopt);
+  EXPECT_EQ(GetSpecialFolder(0, kCsidlAppData, "dflt"), "dflt");
+}
+
+TEST_F(EnvTest, UserFoldersComeFromUserDirsAndOthersAreEmpty) {
+  TempDir config;
+  WriteBytes(Join(config.path(), "user-dirs.dirs"),
+             "# comment\nXDG_DESKTOP_DIR=\"$HOME/Schreibtisch\"\n"
+             "XDG_DOCUMENTS_DIR=\"/data/docs\"\n");
+  Set("XDG_CONFIG_HOME", config.path());
+  Set("HOME", "/home/anna");
+  EXPECT_EQ(GetSpecialFolder(0, 16, ""), "/home/anna/Schreibtisch");
+  EXPECT_EQ(GetSpecialFolder(0, 25, ""), "/home/anna/Schreibtisch");
+  EXPECT_EQ(GetSpecialFolder(0, 5, ""), "/data/docs");
+  EXPECT_EQ(GetSpecialFolder(0, 20, "none"), "none");
+  EXPECT_EQ(GetSpecialFolder(0, 2, ""), "");
+}
+
+TEST(ShellHook, ReplacesTheShellAndQuotesAreDropped) {
+  SetShellFolderHook([](int32_t folder) -> std::optional<std::string> {
+    if (folder == 26) return "\"/quoted/path\"";
+    return std::nullopt;
+  });
+  EXPECT_EQ(GetSpecialFolder(0, 26, ""), "/quoted/path");
+  EXPECT_EQ(GetSpecialFolder(0, 5, "dflt"), "dflt");
+  SetShellFolderHook(nullptr);
+}
+
+TEST(Registry, EveryReadAnswersItsDefault) {
+  EXPECT_EQ(GetRegString("Software\\X\\", "Value", "dflt", RegistryRoot::kCurrentUser), "dflt");
+  EXPECT_EQ(GetRegString("", "", "", RegistryRoot::kLocalMachine), "");
+}
+
+TEST(Host, LogonNameAndLibraryFolderAreKnown) {
+  EXPECT_FALSE(GetLoginName().empty());
+  std::string folder = LibraryFolder();
+  ASSERT_FALSE(folder.empty());
+  EXPECT_EQ(folder.back(), '/');
+  EXPECT_EQ(folder.front(), '/');
+  EXPECT_TRUE(orncal::testing::PathExists(folder));
+}
+
+TEST(Host, DataPathsAreTrimmedButKeepTheirCase) {
+  EXPECT_EQ(NormalizeDataPath("  /Home/Anna/Files  "), "/Home/Anna/Files");
+  EXPECT_EQ(NormalizeDataPath("   "), "");
+}
+
+}  // namespace
+}  // namespace orncal::platform
