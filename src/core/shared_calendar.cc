@@ -73,7 +73,8 @@ void CreatePathFolders(std::string_view path) {
   while (next != std::string_view::npos) {
     start = next + 1;
     next = path.find(sep, start);
-    std::string_view piece = path.substr(start, next == std::string_view::npos ? next : next - start);
+    std::string_view piece =
+        path.substr(start, next == std::string_view::npos ? next : next - start);
     running += sep;
     running += piece;
     if (piece.empty()) continue;

@@ -114,8 +114,8 @@ Date AddMonths(Date date, int32_t months) {
   int64_t total = int64_t{y} * 12 + (m - 1) + months;
   int64_t ny = FloorDiv(total, 12);
   int64_t nm = total - ny * 12 + 1;
-  int64_t last = DaysFromCivil(nm == 12 ? ny + 1 : ny, nm == 12 ? 1 : nm + 1, 1) -
-                 DaysFromCivil(ny, nm, 1);
+  int64_t last =
+      DaysFromCivil(nm == 12 ? ny + 1 : ny, nm == 12 ? 1 : nm + 1, 1) - DaysFromCivil(ny, nm, 1);
   int64_t days = DaysFromCivil(ny, nm, std::min<int64_t>(d, last));
   Date result = CheckedResult(days);
   return result >= 0 ? result + time : result - time;

@@ -33,8 +33,7 @@ class FileSystem {
   // Reads a whole file.
   virtual Status ReadFile(const std::string& path, std::string* contents) = 0;
   // Creates a file, or truncates an existing one, for writing.
-  virtual Status NewWritableFile(const std::string& path,
-                                 std::unique_ptr<WritableFile>* file) = 0;
+  virtual Status NewWritableFile(const std::string& path, std::unique_ptr<WritableFile>* file) = 0;
   // Moves a file to a name at which nothing exists.
   virtual Status Rename(const std::string& from, const std::string& to) = 0;
   virtual Status Remove(const std::string& path) = 0;

@@ -53,7 +53,8 @@ TEST(Collection, BadPositionsAndKeysRaiseTheirErrors) {
 
 TEST(Collection, RemovingKeepsTheOtherKeysPointingAtTheirEntries) {
   Collection<int32_t> c;
-  for (int i = 1; i <= 5; ++i) c.Add(i * 10, std::to_string(i));
+  for (int i = 1; i <= 5; ++i)
+    c.Add(i * 10, std::to_string(i));
   c.Remove(2);
   c.Remove("4");
   EXPECT_EQ(c.Count(), 3);

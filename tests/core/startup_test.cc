@@ -34,8 +34,8 @@ TEST_F(StartupTest, WithoutAnApplicationDataFolderTheFallBackBelowBinIsCreated) 
   platform::SetShellFolderHook([](int32_t) { return std::nullopt; });
   CalendarPtr calendar = StartCalendar();
   const char sep = platform::kPathSeparator;
-  const std::string expected = core::AppFolder() + "bin" + sep + platform::GetLoginName() + sep +
-                               "data" + sep + "files";
+  const std::string expected =
+      core::AppFolder() + "bin" + sep + platform::GetLoginName() + sep + "data" + sep + "files";
   EXPECT_EQ(core::DataFolder(), expected);
   EXPECT_EQ(calendar->Path(), expected);
   EXPECT_TRUE(PathExists(expected));
@@ -74,8 +74,8 @@ TEST_F(StartupTest, AllFilesHoldsTheMonthFilesOnly) {
 
 TEST_F(StartupTest, ScanningKeepsTheFirstOfTwoStemsAndSkipsWhatIsNoNumber) {
   testing::MakeFolders(DataFolder());
-  for (const char* name : {"200801.xmf", "200801.old.xmf", " 200802 .xmf", "2008x.xmf",
-                           "99999999999.xmf", "-5.xmf"}) {
+  for (const char* name :
+       {"200801.xmf", "200801.old.xmf", " 200802 .xmf", "2008x.xmf", "99999999999.xmf", "-5.xmf"}) {
     WriteBytes(DataFile(name), "");
   }
   CalendarPtr calendar = StartCalendar();

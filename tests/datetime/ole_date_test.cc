@@ -92,11 +92,11 @@ TEST(SplitDate, ValuesThatAreNoDateRaiseError6) {
 }
 
 TEST(WeekdayOf, MondayIsOne) {
-  EXPECT_EQ(WeekdayOf(0), 6);                               // Saturday 30 December 1899
-  EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 14)), 1);      // Monday
+  EXPECT_EQ(WeekdayOf(0), 6);                           // Saturday 30 December 1899
+  EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 14)), 1);  // Monday
   EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 15) + 0.9), 2);
-  EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 20)), 7);      // Sunday
-  EXPECT_EQ(WeekdayOf(-1.5), 5);                            // Friday 29 December 1899
+  EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 20)), 7);  // Sunday
+  EXPECT_EQ(WeekdayOf(-1.5), 5);                        // Friday 29 December 1899
 }
 
 TEST(AddMonths, KeepsTheTimeAndClampsTheDay) {

@@ -21,7 +21,8 @@ class EnvTest : public ::testing::Test {
     SetEnv(name, value);
   }
   ~EnvTest() override {
-    for (auto it = saved_.rbegin(); it != saved_.rend(); ++it) SetEnv(it->first, it->second);
+    for (auto it = saved_.rbegin(); it != saved_.rend(); ++it)
+      SetEnv(it->first, it->second);
   }
 
  private:

@@ -7,15 +7,24 @@ namespace {
 
 const char* NameOf(FaultFileSystem::Op op) {
   switch (op) {
-    case FaultFileSystem::Op::kRead: return "read";
-    case FaultFileSystem::Op::kCreate: return "create";
-    case FaultFileSystem::Op::kAppend: return "append";
-    case FaultFileSystem::Op::kSync: return "sync";
-    case FaultFileSystem::Op::kClose: return "close";
-    case FaultFileSystem::Op::kRename: return "rename";
-    case FaultFileSystem::Op::kRemove: return "remove";
-    case FaultFileSystem::Op::kCreateFolder: return "mkdir";
-    case FaultFileSystem::Op::kList: return "list";
+    case FaultFileSystem::Op::kRead:
+      return "read";
+    case FaultFileSystem::Op::kCreate:
+      return "create";
+    case FaultFileSystem::Op::kAppend:
+      return "append";
+    case FaultFileSystem::Op::kSync:
+      return "sync";
+    case FaultFileSystem::Op::kClose:
+      return "close";
+    case FaultFileSystem::Op::kRename:
+      return "rename";
+    case FaultFileSystem::Op::kRemove:
+      return "remove";
+    case FaultFileSystem::Op::kCreateFolder:
+      return "mkdir";
+    case FaultFileSystem::Op::kList:
+      return "list";
   }
   return "?";
 }

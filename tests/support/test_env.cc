@@ -51,7 +51,8 @@ MessageCapture::~MessageCapture() { SetMessageHandler(std::move(before_)); }
 
 std::vector<std::string> MessageCapture::texts() const {
   std::vector<std::string> out;
-  for (const Message& m : messages_) out.push_back(m.Text);
+  for (const Message& m : messages_)
+    out.push_back(m.Text);
   return out;
 }
 

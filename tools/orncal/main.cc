@@ -17,6 +17,7 @@ int main() {
   std::vector<int32_t> months(calendar->AllFiles()->begin(), calendar->AllFiles()->end());
   std::sort(months.begin(), months.end());
   std::printf("Month files: %zu\n", months.size());
-  for (int32_t month : months) std::printf("  %04d-%02d\n", month / 100, month % 100);
+  for (int32_t month : months)
+    std::printf("  %04d-%02d\n", month / 100, month % 100);
   return 0;
 }
