@@ -8,5 +8,6 @@
 #include "orncalendar/enums.h"
 #include "orncalendar/error.h"
 #include "orncalendar/fwd.h"
+#include "orncalendar/notificator.h"
 #include "orncalendar/ole_date.h"
 #include "orncalendar/platform.h"
