@@ -85,7 +85,7 @@ class Walk {
 // query's start.
 void WalkDaily(Walk& walk, Date anchor, int32_t n) {
   Date day = anchor;
-  if (walk.QueryStart() >= anchor) {
+  if (!(walk.QueryStart() < anchor)) {
     if (n == 0) throw Error(ErrorNumber::kDivisionByZero);
     day = anchor + recurrence::Multiply32(n, RoundUp((walk.QueryStart() - anchor) / n));
   }
@@ -100,12 +100,12 @@ void WalkDaily(Walk& walk, Date anchor, int32_t n) {
 // the selected weekdays also the meeting test.
 void WalkWeekly(Walk& walk, Date anchor, int32_t n, int32_t weekdays) {
   Date day = anchor;
-  if (walk.QueryStart() >= anchor) {
+  if (!(walk.QueryStart() < anchor)) {
     const int32_t weeks = WeekBoundariesBetween(anchor, walk.QueryStart());
     if (n == 0) throw Error(ErrorNumber::kDivisionByZero);
     day = anchor + 7.0 * recurrence::Multiply32(n, RoundUp(static_cast<double>(weeks) / n));
-    if (!(day < kMaxDate + 1)) return;
   }
+  if (!(day < kMaxDate + 1)) return;  // the week lies beyond the last date
   day = recurrence::WeekStart(day);
   for (;;) {
     for (int32_t weekday = 1; weekday <= 7; ++weekday) {
@@ -121,7 +121,7 @@ void WalkWeekly(Walk& walk, Date anchor, int32_t n, int32_t weekdays) {
 // are passed over without a test. After the carry the month is taken modulo
 // 12, so a sum that is a multiple of 12 beyond 12 gives month 0, December of
 // the year before: with n = 12 a December anchor yields each December twice.
-// Stored series depend on that arithmetic, so it stays.
+// The arithmetic is deliberate and kept.
 void WalkMonthly(Walk& walk, const Rule& rule, Date anchor) {
   const int32_t query_year = YearOf(walk.QueryStart());
   const int32_t query_month = MonthOf(walk.QueryStart());
@@ -145,7 +145,7 @@ void WalkMonthly(Walk& walk, const Rule& rule, Date anchor) {
 void WalkYearly(Walk& walk, const Rule& rule, Date anchor) {
   const int32_t anchor_year = YearOf(anchor);
   int64_t year = anchor_year;
-  if (walk.QueryStart() >= anchor) {
+  if (!(walk.QueryStart() < anchor)) {
     const int32_t years = YearOf(walk.QueryStart()) - anchor_year;
     if (rule.n == 0) throw Error(ErrorNumber::kDivisionByZero);
     const int32_t k = RoundUp(static_cast<double>(years) / rule.n);

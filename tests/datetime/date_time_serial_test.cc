@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <tuple>
 
 #include "orncalendar/error.h"
 #include "series_helpers.h"
@@ -54,18 +55,14 @@ TEST(DateTimeSerial, CopyFromTakesAllTenFieldsOfAnotherSeriesOnly) {
                             .end = 1.5,
                             .eternal = true,
                             .series_end = D(2010, 1, 1)});
+  auto fields = [](const DateTimeSerial& s) {
+    return std::tuple(s.StartDateTime(), s.EndDateTime(), s.SeriesStartDateTime(),
+                      s.SeriesEndDateTime(), s.RepetitionMode(), s.m(), s.n(), s.InMonth(),
+                      s.Weekdays(), s.Eternal());
+  };
   auto copy = DateTimeSerial::New();
   copy->CopyFrom(*source);
-  EXPECT_EQ(copy->RepetitionMode(), calWeekdayInYear2);
-  EXPECT_EQ(copy->SeriesStartDateTime(), D(2008, 2, 3));
-  EXPECT_EQ(copy->SeriesEndDateTime(), D(2010, 1, 1));
-  EXPECT_EQ(copy->m(), -2);
-  EXPECT_EQ(copy->n(), 3);
-  EXPECT_EQ(copy->InMonth(), 11);
-  EXPECT_EQ(copy->Weekdays(), calFriday | calOnlyAtOne);
-  EXPECT_EQ(copy->StartDateTime(), 0.25);
-  EXPECT_EQ(copy->EndDateTime(), 1.5);
-  EXPECT_TRUE(copy->Eternal());
+  EXPECT_EQ(fields(*copy), fields(*source));
   EXPECT_EQ(ErrorOf([&] { copy->CopyFrom(*DateTimeNormal::New(1, 2)); }), 5);
   EXPECT_EQ(copy->n(), 3);
 }
@@ -168,12 +165,6 @@ TEST(Expansion, WeeklyWalksEveryNthWeekFromItsMonday) {
   const auto january = std::vector<std::string>{"2008-01-07 09:00", "2008-01-10 09:00",
                                                 "2008-01-21 09:00", "2008-01-24 09:00"};
   EXPECT_EQ(Starts(*series, D(2008, 1, 1), D(2008, 2, 1)), january);
-  // From inside a skipped week the walk goes on to the next week of the series.
-  EXPECT_THAT(Starts(*series, D(2008, 1, 15), D(2008, 1, 26)),
-              ElementsAre("2008-01-21 09:00", "2008-01-24 09:00"));
-  // A week's days before the query's start are tested like the others.
-  EXPECT_THAT(Starts(*series, D(2008, 1, 21) + 10 * kHour, D(2008, 2, 1)),
-              ElementsAre("2008-01-21 09:00", "2008-01-24 09:00"));
   // Selected days of the first week before the anchor are produced.
   series =
       MakeSeries({.mode = calWeekly, .anchor = D(2008, 1, 9), .weekdays = calMonday | calThursday});
@@ -189,10 +180,6 @@ TEST(Expansion, MonthlyWalksFromTheAnchorPassingOverEarlierMonths) {
   series->Setm(31);
   EXPECT_THAT(Starts(*series, D(2008, 3, 1), D(2008, 3, 5)), IsEmpty());
   EXPECT_THAT(Starts(*series, D(2008, 2, 1), D(2008, 3, 5)), ElementsAre("2008-03-02 09:00"));
-  // A weekday rule without weekdays takes the shifted first day.
-  series = MakeSeries({.mode = calWeekdayInMonth, .anchor = D(2008, 1, 1), .m = 2, .n = 2});
-  EXPECT_THAT(Starts(*series, D(2008, 1, 1), D(2008, 7, 1)),
-              ElementsAre("2008-01-08 09:00", "2008-03-08 09:00", "2008-05-08 09:00"));
 }
 
 TEST(Expansion, MonthlyIntervalOfTwelveFromDecemberYieldsEachDecemberTwice) {
@@ -209,10 +196,6 @@ TEST(Expansion, YearlyStartsAtTheQueryYear) {
               ElementsAre("2000-12-31 09:00", "2002-12-31 09:00", "2004-12-31 09:00"));
   // The occurrence of 2004 runs into 2005, but the walk starts in 2006.
   EXPECT_THAT(Starts(*series, D(2005, 1, 1), D(2005, 1, 2)), IsEmpty());
-  series = MakeSeries(
-      {.mode = calWeekdayInYear, .anchor = D(2008, 1, 1), .m = -1, .weekdays = calMonday});
-  EXPECT_THAT(Starts(*series, D(2009, 6, 1), D(2011, 1, 1)),
-              ElementsAre("2009-12-28 09:00", "2010-12-27 09:00"));
 }
 
 TEST(Expansion, YearlyWithoutMonthBecomesTheFirstOfMarchForGood) {
