@@ -21,7 +21,7 @@ namespace {
 using testing::Expand;
 using testing::MakeSeries;
 using testing::Occurrence;
-using testing::SeriesSpec;
+using testing::SeriesFields;
 
 // The calendar from 1 January 2000 (day 36526, a Saturday) to 2060, counted
 // day by day.
@@ -52,28 +52,28 @@ const std::vector<CalendarDay>& Days() {
 const CalendarDay& At(int64_t day) { return Days().at(static_cast<size_t>(day - kFirstDay)); }
 
 struct Case {
-  SeriesSpec spec;
+  SeriesFields fields;
   Date qs, qe;
 };
 
 // Periods of the series: index 0 is the anchor's day, week, month or year.
 class Periods {
  public:
-  explicit Periods(const SeriesSpec& spec) : spec_(spec) {
-    if (spec_.mode == calYearly && spec_.in_month == 0) spec_.in_month = 3, spec_.m = 1;
-    const CalendarDay& a = At(static_cast<int64_t>(spec.anchor));
+  explicit Periods(const SeriesFields& fields) : fields_(fields) {
+    if (fields_.mode == calYearly && fields_.in_month == 0) fields_.in_month = 3, fields_.m = 1;
+    const CalendarDay& a = At(static_cast<int64_t>(fields.anchor));
     anchor_month_ = a.year * 12 + a.month;
     anchor_year_ = a.year;
   }
-  bool ByMonth() const { return spec_.mode == calMonthly || spec_.mode == calWeekdayInMonth; }
+  bool ByMonth() const { return fields_.mode == calMonthly || fields_.mode == calWeekdayInMonth; }
 
   // The period whose range of days starts on `day`, if any.
   std::optional<int32_t> StartingOn(int64_t day) const {
     const CalendarDay& c = At(day);
     if (c.day != 1) return {};
     if (ByMonth()) return c.year * 12 + c.month - anchor_month_;
-    if (spec_.mode == calYearly || spec_.mode == calWeekdayInYear2) {
-      if (c.month != spec_.in_month) return {};
+    if (fields_.mode == calYearly || fields_.mode == calWeekdayInYear2) {
+      if (c.month != fields_.in_month) return {};
     } else if (c.month != 1) {
       return {};
     }
@@ -82,7 +82,7 @@ class Periods {
   // The period whose range of days ends on `day`, if any.
   std::optional<int32_t> EndingOn(int64_t day) const {
     if (At(day + 1).day != 1) return {};
-    if (ByMonth() || spec_.mode == calWeekdayInYear2) {
+    if (ByMonth() || fields_.mode == calWeekdayInYear2) {
       const CalendarDay& c = At(day);
       return StartingOn(day - c.day + 1);
     }
@@ -91,8 +91,8 @@ class Periods {
   }
   // The period of which `day` is the occurrence, if any.
   std::optional<int32_t> OccurrenceOn(int64_t day) const {
-    const int32_t m = spec_.m;
-    const bool weekday_rule = spec_.mode >= calWeekdayInMonth;
+    const int32_t m = fields_.m;
+    const bool weekday_rule = fields_.mode >= calWeekdayInMonth;
     if (!weekday_rule || !AnySelected()) {
       return m >= 1         ? StartingOn(day - (m - 1) * (weekday_rule ? 7 : 1))
              : weekday_rule ? EndingOn(day + 7 * (-m - 1))
@@ -115,16 +115,16 @@ class Periods {
   }
 
  private:
-  bool AnySelected() const { return (spec_.weekdays & 0x7F) != 0; }
-  bool Selected(int64_t day) const { return (spec_.weekdays >> (At(day).weekday - 1)) & 1; }
+  bool AnySelected() const { return (fields_.weekdays & 0x7F) != 0; }
+  bool Selected(int64_t day) const { return (fields_.weekdays >> (At(day).weekday - 1)) & 1; }
 
-  SeriesSpec spec_;
+  SeriesFields fields_;
   int32_t anchor_month_ = 0;
   int32_t anchor_year_ = 0;
 };
 
 std::vector<Occurrence> Enumerate(const Case& c) {
-  const SeriesSpec& s = c.spec;
+  const SeriesFields& s = c.fields;
   const Date last = s.eternal ? -1 : s.series_end + s.end;
   std::vector<Occurrence> found;
   if ((!s.eternal && last <= c.qs) || c.qe <= s.anchor + s.start) return found;
@@ -164,7 +164,7 @@ std::vector<Occurrence> Enumerate(const Case& c) {
 Case RandomCase(calRepetitionModes mode, std::mt19937& rng) {
   auto pick = [&](int32_t lo, int32_t hi) { return std::uniform_int_distribution(lo, hi)(rng); };
   Case c;
-  SeriesSpec& s = c.spec;
+  SeriesFields& s = c.fields;
   s.mode = mode;
   s.anchor = DateFromParts(pick(2002, 2020), pick(1, 12), pick(1, 28));
   s.start = pick(0, 95) / 96.0;
@@ -214,10 +214,10 @@ Case RandomCase(calRepetitionModes mode, std::mt19937& rng) {
 std::string Describe(const Case& c) {
   std::ostringstream out;
   out.precision(17);
-  out << "mode " << c.spec.mode << " anchor " << c.spec.anchor << " m " << c.spec.m << " n "
-      << c.spec.n << " in_month " << c.spec.in_month << " weekdays " << c.spec.weekdays << " times "
-      << c.spec.start << ".." << c.spec.end << " eternal " << c.spec.eternal << " end "
-      << c.spec.series_end << " query " << c.qs << ".." << c.qe;
+  out << "mode " << c.fields.mode << " anchor " << c.fields.anchor << " m " << c.fields.m << " n "
+      << c.fields.n << " in_month " << c.fields.in_month << " weekdays " << c.fields.weekdays
+      << " times " << c.fields.start << ".." << c.fields.end << " eternal " << c.fields.eternal
+      << " end " << c.fields.series_end << " query " << c.qs << ".." << c.qe;
   return out.str();
 }
 
@@ -227,7 +227,7 @@ TEST(ExpansionAgainstEnumeration, RandomSeriesOfEveryMode) {
     for (int i = 0; i < 500; ++i) {
       const Case c = RandomCase(static_cast<calRepetitionModes>(mode), rng);
       const std::vector<Occurrence> expected = Enumerate(c);
-      auto series = MakeSeries(c.spec);
+      auto series = MakeSeries(c.fields);
       ASSERT_EQ(Expand(*series, c.qs, c.qe), expected) << Describe(c);
     }
   }

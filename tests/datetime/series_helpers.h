@@ -17,7 +17,7 @@ namespace orncal::testing {
 
 constexpr double kHour = 1.0 / 24;
 
-struct SeriesSpec {
+struct SeriesFields {
   calRepetitionModes mode = calDaily;
   Date anchor = 0;
   int32_t m = 1;
@@ -30,18 +30,18 @@ struct SeriesSpec {
   Date series_end = 0;
 };
 
-inline DateTimeSerialPtr MakeSeries(const SeriesSpec& spec) {
+inline DateTimeSerialPtr MakeSeries(const SeriesFields& fields) {
   auto series = DateTimeSerial::New();
-  series->SetRepetitionMode(spec.mode);
-  series->SetSeriesStartDateTime(spec.anchor);
-  series->Setm(spec.m);
-  series->Setn(spec.n);
-  series->SetInMonth(spec.in_month);
-  series->SetWeekdays(spec.weekdays);
-  series->SetStartDateTime(spec.start);
-  series->SetEndDateTime(spec.end);
-  series->SetEternal(spec.eternal);
-  series->SetSeriesEndDateTime(spec.series_end);
+  series->SetRepetitionMode(fields.mode);
+  series->SetSeriesStartDateTime(fields.anchor);
+  series->Setm(fields.m);
+  series->Setn(fields.n);
+  series->SetInMonth(fields.in_month);
+  series->SetWeekdays(fields.weekdays);
+  series->SetStartDateTime(fields.start);
+  series->SetEndDateTime(fields.end);
+  series->SetEternal(fields.eternal);
+  series->SetSeriesEndDateTime(fields.series_end);
   return series;
 }
 
