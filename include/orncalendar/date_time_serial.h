@@ -49,7 +49,10 @@ class DateTimeSerial final : public DateTime {
 
   int16_t DateTimeType() const override { return 2; }
   // Whether any occurrence meets the query; with ReturnPeriods every meeting
-  // occurrence is handed back as a new DateTimeNormal, in walk order.
+  // occurrence is handed back as a new DateTimeNormal, in walk order (an
+  // empty collection when none meets). A calYearly series without InMonth
+  // is set to 1 March (InMonth 3, m 1) here. Errors: 13 for calYearly with
+  // m <= 0, 11 for n = 0, 6 when the 32-bit interval arithmetic overflows.
   bool OverLapsWith(const DateTimeNormal& Period, const OverlapOptions& options = {}) override;
   // SeriesStartDateTime + StartDateTime.
   Date GetFirstDate() override { return series_start_ + start_; }
@@ -57,9 +60,13 @@ class DateTimeSerial final : public DateTime {
   Date GetLastDate() override { return eternal_ ? -1.0 : series_end_ + end_; }
   DateTimeSerialPtr Series() override;
   // Start of the first occurrence, computed inside the month or year of
-  // SeriesStartDateTime (it may lie before it).
+  // SeriesStartDateTime (it may lie before it). Error 13 for calYearly with
+  // m <= 0, error 5 for a weekly series without any weekday.
   Date FirstOccurency() override;
-  // Moves SeriesStartDateTime to the anchor of the first occurrence.
+  // Moves SeriesStartDateTime to the anchor of the first occurrence: its day
+  // for calWeekly; for the monthly (yearly) modes the first of the month
+  // (1 January of the year) that holds the first occurrence not before the
+  // old anchor. calDaily and unknown modes are left alone.
   void AdjustStartDate();
 
   // -- Library-internal

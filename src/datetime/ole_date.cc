@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <cmath>
 
+#include "datetime/civil_days.h"
 #include "orncalendar/error.h"
 
 namespace orncal {
-namespace {
 
-// Days since 1899-12-30 of a civil date, and back (proleptic Gregorian).
 int64_t DaysFromCivil(int64_t y, int64_t m, int64_t d) {
   y -= m <= 2;
   const int64_t era = (y >= 0 ? y : y - 399) / 400;
@@ -18,6 +17,16 @@ int64_t DaysFromCivil(int64_t y, int64_t m, int64_t d) {
   return era * 146097 + doe - 719468 + 25569;
 }
 
+int64_t FloorDiv(int64_t a, int64_t b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
+
+int32_t WeekdayOfDay(int64_t day) {
+  // Day 0, 30 December 1899, was a Saturday.
+  return static_cast<int32_t>(((day % 7) + 7 + 5) % 7) + 1;
+}
+
+namespace {
+
+// The civil date of a day number (proleptic Gregorian).
 void CivilFromDays(int64_t days, int32_t* year, int32_t* month, int32_t* day) {
   const int64_t z = days - 25569 + 719468;
   const int64_t era = (z >= 0 ? z : z - 146096) / 146097;
@@ -31,8 +40,6 @@ void CivilFromDays(int64_t days, int32_t* year, int32_t* month, int32_t* day) {
   *month = static_cast<int32_t>(m);
   *day = static_cast<int32_t>(d);
 }
-
-int64_t FloorDiv(int64_t a, int64_t b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
 
 bool InOleRange(Date date) { return date > kMinDate - 1 && date < kMaxDate + 1; }
 
@@ -64,11 +71,6 @@ DayAndSecond Split(Date date) {
     second = 0;
   }
   return {day, second};
-}
-
-int32_t WeekdayOfDay(int64_t day) {
-  // Day 0, 30 December 1899, was a Saturday.
-  return static_cast<int32_t>(((day % 7) + 7 + 5) % 7) + 1;
 }
 
 }  // namespace
