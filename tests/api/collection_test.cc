@@ -6,18 +6,12 @@
 
 #include "orncalendar/calendar.h"
 #include "orncalendar/enums.h"
+#include "support/test_env.h"
 
 namespace orncal {
 namespace {
 
-int32_t ErrorOf(auto&& call) {
-  try {
-    call();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using testing::ErrorOf;
 
 TEST(Collection, PositionsAreOneBasedAndKeysOptional) {
   Collection<int32_t> c;

@@ -8,9 +8,12 @@
 
 #include "orncalendar/error.h"
 #include "series_helpers.h"
+#include "support/test_env.h"
 
 namespace orncal {
 namespace {
+
+using testing::ErrorOf;
 
 using ::testing::ElementsAre;
 using testing::Expand;
@@ -21,15 +24,6 @@ using testing::Starts;
 using testing::Text;
 
 Date D(int32_t y, int32_t m, int32_t d) { return DateFromParts(y, m, d); }
-
-int32_t ErrorOf(auto&& call) {
-  try {
-    call();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
 
 // --- The model ---
 

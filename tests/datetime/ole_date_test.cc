@@ -6,18 +6,12 @@
 #include <limits>
 
 #include "orncalendar/error.h"
+#include "support/test_env.h"
 
 namespace orncal {
 namespace {
 
-int32_t ErrorOf(auto&& call) {
-  try {
-    call();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using testing::ErrorOf;
 
 TEST(DateFromParts, KnownDays) {
   EXPECT_EQ(DateFromParts(1899, 12, 30), 0);

@@ -9,21 +9,15 @@
 
 #include "orncalendar/error.h"
 #include "orncalendar/ole_date.h"
+#include "support/test_env.h"
 
 namespace orncal::recurrence {
 namespace {
 
+using testing::ErrorOf;
+
 DayNumber Day(int32_t y, int32_t m, int32_t d) {
   return static_cast<DayNumber>(DateFromParts(y, m, d));
-}
-
-int32_t ErrorOf(auto&& call) {
-  try {
-    call();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
 }
 
 TEST(WeekStart, IsTheMondayOfTheWeekKeepingTheTime) {

@@ -13,6 +13,17 @@
 
 namespace orncal::testing {
 
+// The number of the orncal::Error a call raises, or 0 when it raises none.
+template <class Call>
+int32_t ErrorOf(Call&& call) {
+  try {
+    call();
+  } catch (const Error& e) {
+    return e.Number();
+  }
+  return 0;
+}
+
 // Joins path pieces with the platform's separator.
 std::string Join(std::string_view a, std::string_view b);
 
