@@ -1,12 +1,14 @@
 # The two commands of the README, and a few more.
-#   make test   install what is missing, build, run every test
+#   make test   install what is missing, build, run every test (native, then
+#               the Windows build under Wine)
 #   make run    the main job: the calendar from the command line
 SHELL := /bin/bash
 BUILD ?= build
 ASAN_BUILD ?= build-asan
+WINDOWS_BUILD ?= build-windows
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps build test test-native run format bench clean
+.PHONY: all deps build test test-native test-windows run format bench clean
 
 all: build
 
@@ -23,7 +25,13 @@ test-native: deps
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# The Windows build, cross-compiled and run under Wine (scripts/test-windows.sh).
+test-windows:
+	@BUILD_WINDOWS=$(WINDOWS_BUILD) JOBS=$(JOBS) ./scripts/test-windows.sh
+
+# Native first, then Windows; one after the other even under make -j.
 test: test-native
+	@$(MAKE) --no-print-directory test-windows
 
 run: build
 	@./$(BUILD)/tools/orncal/orncal
@@ -32,7 +40,7 @@ format:
 	@git ls-files '*.cc' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) build-bench
+	rm -rf $(BUILD) $(ASAN_BUILD) $(WINDOWS_BUILD) build-bench
 
 # Benchmarks in a release build.
 bench:

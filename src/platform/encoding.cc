@@ -72,6 +72,21 @@ size_t DecodeUtf8(std::string_view text, size_t i, char32_t* cp) {
   return len;
 }
 
+// The lower-case partner of a capital that Windows-1252 holds, else cp.
+char32_t LowerOf(char32_t cp) {
+  if ((cp >= 'A' && cp <= 'Z') || (cp >= 0xC0 && cp <= 0xDE && cp != 0xD7)) return cp + 0x20;
+  switch (cp) {
+    case 0x0152:  // Œ
+    case 0x0160:  // Š
+    case 0x017D:  // Ž
+      return cp + 1;
+    case 0x0178:  // Ÿ
+      return 0xFF;
+    default:
+      return cp;
+  }
+}
+
 }  // namespace
 
 std::string Cp1252ToUtf8(std::string_view text) {
@@ -105,6 +120,27 @@ std::string Utf8ToCp1252(std::string_view text) {
       out.push_back(ByteOf(cp));
       i += len;
     }
+  }
+  return out;
+}
+
+std::string LowerCp1252Letters(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (size_t i = 0; i < text.size();) {
+    char32_t cp;
+    size_t len = DecodeUtf8(text, i, &cp);
+    if (len == 0) {
+      out.push_back(text[i++]);
+      continue;
+    }
+    char32_t lower = LowerOf(cp);
+    if (lower == cp) {
+      out.append(text.substr(i, len));
+    } else {
+      AppendUtf8(out, lower);
+    }
+    i += len;
   }
   return out;
 }

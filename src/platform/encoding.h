@@ -12,4 +12,10 @@ namespace orncal::platform {
 std::string Cp1252ToUtf8(std::string_view text);
 std::string Utf8ToCp1252(std::string_view text);
 
+// Lower-cases the letters that Windows-1252 has in both cases (A-Z, the
+// accented Latin-1 capitals, Š, Œ, Ž, Ÿ) in a UTF-8 text, as the system's
+// ANSI case mapping does; every other character, and bytes that are not
+// well-formed UTF-8, stay as they are.
+std::string LowerCp1252Letters(std::string_view text);
+
 }  // namespace orncal::platform

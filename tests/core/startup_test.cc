@@ -8,6 +8,7 @@
 #include "orncalendar/orncalendar.h"
 #include "platform/system.h"
 #include "support/fault_file_system.h"
+#include "support/registry.h"
 #include "support/test_env.h"
 
 namespace orncal {
@@ -23,7 +24,7 @@ class StartupTest : public CalendarTest {};
 TEST_F(StartupTest, DataFolderLiesBelowTheApplicationDataFolderAndIsCreated) {
   CalendarPtr calendar = StartCalendar();
   ASSERT_TRUE(calendar);
-  EXPECT_EQ(core::DataFolder(), DataFolder());
+  EXPECT_EQ(platform::NormalizeDataPath(core::DataFolder()), DataFolder());
   EXPECT_EQ(calendar->Path(), DataFolder());
   EXPECT_TRUE(PathExists(DataFolder()));
   EXPECT_EQ(calendar->TasksFilePath(), DataFile("tasks.xtf"));
@@ -31,13 +32,15 @@ TEST_F(StartupTest, DataFolderLiesBelowTheApplicationDataFolderAndIsCreated) {
 }
 
 TEST_F(StartupTest, WithoutAnApplicationDataFolderTheFallBackBelowBinIsCreated) {
+  // Neither the shell nor the registry's "Shell Folders" know one.
   platform::SetShellFolderHook([](int32_t) { return std::nullopt; });
+  testing::ScopedEmptyRegistry no_registry;
   CalendarPtr calendar = StartCalendar();
   const char sep = platform::kPathSeparator;
   const std::string expected =
       core::AppFolder() + "bin" + sep + platform::GetLoginName() + sep + "data" + sep + "files";
   EXPECT_EQ(core::DataFolder(), expected);
-  EXPECT_EQ(calendar->Path(), expected);
+  EXPECT_EQ(calendar->Path(), platform::NormalizeDataPath(expected));
   EXPECT_TRUE(PathExists(expected));
   // Leave the test binary's folder as it was.
   testing::RemoveAll(core::AppFolder() + "bin");
@@ -155,7 +158,7 @@ TEST(DataPath, IsTrimmedOfSpaces) {
   testing::TempDir dir;
   CalendarPtr calendar = Calendar::New();
   calendar->InitCalendar("  " + dir.path() + "  ");
-  EXPECT_EQ(calendar->Path(), dir.path());
+  EXPECT_EQ(calendar->Path(), platform::NormalizeDataPath(dir.path()));
 }
 
 TEST(CalendarRef, EmptyMeansTheSharedCalendarAndNothingIsKeptAlive) {

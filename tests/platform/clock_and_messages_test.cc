@@ -31,15 +31,6 @@ TEST(MessageSink, InstallingReturnsThePreviousHandler) {
   EXPECT_EQ(second, 1);
 }
 
-TEST(MessageSink, TheDefaultWritesOneLineToStderr) {
-  MessageHandler before = SetMessageHandler(nullptr);
-  ::testing::internal::CaptureStderr();
-  ShowMessage("Schwerwiegender Fehler:\r\nDie Monatsdatei", MessageStyle::kCritical);
-  std::string err = ::testing::internal::GetCapturedStderr();
-  SetMessageHandler(std::move(before));
-  EXPECT_EQ(err, "Ornavel Calendar: Schwerwiegender Fehler: Die Monatsdatei\n");
-}
-
 TEST(Clock, AnInstalledClockIsTheOneSourceOfNowAndTimer) {
   const Date noon = DateFromParts(2008, 5, 14) + TimeFromParts(12, 30, 15);
   {

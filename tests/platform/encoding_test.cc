@@ -32,5 +32,13 @@ TEST(Encoding, WhatWindows1252CannotHoldBecomesAQuestionMark) {
   EXPECT_EQ(Utf8ToCp1252("\xED\xA0\x80"), "???");    // a surrogate
 }
 
+TEST(Encoding, LowerCasingTouchesOnlyTheCapitalsOfWindows1252) {
+  EXPECT_EQ(LowerCp1252Letters("C:\\Users\\ÄÖÜ ÀÞ Š Œ Ž Ÿ"), "c:\\users\\äöü àþ š œ ž ÿ");
+  // ß and × have no capital partner; Greek, Cyrillic and Ł lie outside 1252.
+  EXPECT_EQ(LowerCp1252Letters("ß × ΣΔ ДЖ Ł ÿ €"), "ß × ΣΔ ДЖ Ł ÿ €");
+  // Bytes that are not UTF-8 pass through unchanged.
+  EXPECT_EQ(LowerCp1252Letters("A\xC4Z\xFF"), "a\xC4z\xFF");
+}
+
 }  // namespace
 }  // namespace orncal::platform

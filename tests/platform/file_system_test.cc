@@ -74,6 +74,29 @@ TEST(OsFileSystem, ListsOnlyNamesWithTheExtension) {
   EXPECT_FALSE(fs.List(Join(dir.path(), "missing"), ".xmf", &names).ok());
 }
 
+TEST(OsFileSystem, NamesBeyondAsciiSurviveTheSystemCalls) {
+  TempDir dir;
+  FileSystem& fs = OsFileSystem();
+  const std::string folder = Join(dir.path(), "Käse");
+  ASSERT_TRUE(fs.CreateFolder(folder).ok());
+  const std::string file = Join(folder, "Grüße €.xmf");
+  ASSERT_TRUE(WriteWholeFile(fs, file, "x").ok());
+  EXPECT_TRUE(fs.Exists(file));
+  std::vector<std::string> names;
+  ASSERT_TRUE(fs.List(folder, ".xmf", &names).ok());
+  EXPECT_EQ(names, std::vector<std::string>{"Grüße €.xmf"});
+  ASSERT_TRUE(fs.Rename(file, Join(folder, "Äpfel.xmf")).ok());
+  ASSERT_TRUE(fs.Remove(Join(folder, "Äpfel.xmf")).ok());
+  EXPECT_FALSE(fs.Exists(file));
+}
+
+TEST(OsFileSystem, AnEmptyFolderListsNothing) {
+  TempDir dir;
+  std::vector<std::string> names = {"stale"};
+  ASSERT_TRUE(OsFileSystem().List(dir.path(), ".xmf", &names).ok());
+  EXPECT_TRUE(names.empty());
+}
+
 TEST(FaultFileSystem, AFullDiskWritesWhatFitsAndFails) {
   TempDir dir;
   orncal::testing::FaultFileSystem faults;

@@ -1,5 +1,5 @@
-// The host answers on POSIX: XDG folders, no registry, the logon name and
-// the library's folder.
+// The host answers on POSIX: XDG folders, no registry, the logon name, the
+// library's folder and the default message sink.
 #include <gtest/gtest.h>
 
 #include "platform/system.h"
@@ -78,6 +78,15 @@ TEST(Host, LogonNameAndLibraryFolderAreKnown) {
   EXPECT_EQ(folder.back(), '/');
   EXPECT_EQ(folder.front(), '/');
   EXPECT_TRUE(orncal::testing::PathExists(folder));
+}
+
+TEST(MessageSink, TheDefaultWritesOneLineToStderr) {
+  MessageHandler before = SetMessageHandler(nullptr);
+  ::testing::internal::CaptureStderr();
+  ShowMessage("Schwerwiegender Fehler:\r\nDie Monatsdatei", MessageStyle::kCritical);
+  std::string err = ::testing::internal::GetCapturedStderr();
+  SetMessageHandler(std::move(before));
+  EXPECT_EQ(err, "Ornavel Calendar: Schwerwiegender Fehler: Die Monatsdatei\n");
 }
 
 TEST(Host, DataPathsAreTrimmedButKeepTheirCase) {

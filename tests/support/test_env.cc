@@ -10,6 +10,18 @@
 
 namespace orncal::testing {
 namespace fs = std::filesystem;
+namespace {
+
+// Paths in the tests are UTF-8, like every path of the library; a plain
+// narrow path would be read in the system's ANSI code page on Windows.
+fs::path PathOf(std::string_view utf8) { return fs::path(std::u8string(utf8.begin(), utf8.end())); }
+
+std::string Utf8Of(const fs::path& path) {
+  std::u8string text = path.u8string();
+  return std::string(text.begin(), text.end());
+}
+
+}  // namespace
 
 std::string Join(std::string_view a, std::string_view b) {
   std::string joined(a);
@@ -27,7 +39,7 @@ TempDir::TempDir() {
     fs::path candidate = base / ("orncal-test-" + std::to_string(random() % 1000000000000ULL));
     std::error_code ec;
     if (fs::create_directory(candidate, ec)) {
-      path_ = candidate.string();
+      path_ = Utf8Of(candidate);
       return;
     }
   }
@@ -36,12 +48,12 @@ TempDir::TempDir() {
 TempDir::~TempDir() {
   std::error_code ec;
   // Give back write permission that a test may have taken away.
-  for (auto it = fs::recursive_directory_iterator(path_, ec); !ec && it != fs::end(it);
+  for (auto it = fs::recursive_directory_iterator(PathOf(path_), ec); !ec && it != fs::end(it);
        it.increment(ec)) {
     fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ec);
   }
-  fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ec);
-  fs::remove_all(path_, ec);
+  fs::permissions(PathOf(path_), fs::perms::owner_all, fs::perm_options::add, ec);
+  fs::remove_all(PathOf(path_), ec);
 }
 
 MessageCapture::MessageCapture()
@@ -62,27 +74,27 @@ ScopedClock::ScopedClock(Date now)
 ScopedClock::~ScopedClock() { SetClock(std::move(before_)); }
 
 std::string ReadBytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(PathOf(path), std::ios::binary);
   std::ostringstream out;
   out << in.rdbuf();
   return out.str();
 }
 
 void WriteBytes(const std::string& path, std::string_view bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  std::ofstream out(PathOf(path), std::ios::binary | std::ios::trunc);
   out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 bool PathExists(const std::string& path) {
   std::error_code ec;
-  return fs::exists(path, ec);
+  return fs::exists(PathOf(path), ec);
 }
 
-void MakeFolders(const std::string& path) { fs::create_directories(path); }
+void MakeFolders(const std::string& path) { fs::create_directories(PathOf(path)); }
 
 void RemoveAll(const std::string& path) {
   std::error_code ec;
-  fs::remove_all(path, ec);
+  fs::remove_all(PathOf(path), ec);
 }
 
 CalendarTest::CalendarTest()
@@ -106,7 +118,7 @@ CalendarPtr CalendarTest::StartCalendar() {
 }
 
 std::string CalendarTest::DataFolder() const {
-  return Join(Join(Join(app_data_, "Ornavel"), "Calendar"), "files");
+  return platform::NormalizeDataPath(Join(Join(Join(app_data_, "Ornavel"), "Calendar"), "files"));
 }
 
 std::string CalendarTest::DataFile(std::string_view name) const { return Join(DataFolder(), name); }

@@ -85,7 +85,8 @@ class CalendarTest : public ::testing::Test {
   // Starts (or returns) the shared calendar.
   CalendarPtr StartCalendar();
   const std::string& AppDataFolder() const { return app_data_; }
-  // The data folder the calendar will use (created by start-up).
+  // The data folder the calendar will use (created by start-up), in the
+  // normalised form its Path has (lower-cased where file names ignore case).
   std::string DataFolder() const;
   // Path of a file in the data folder.
   std::string DataFile(std::string_view name) const;
