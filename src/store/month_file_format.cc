@@ -22,17 +22,18 @@ constexpr uint8_t kTrue = 0xFF;
 // The smallest a tag can be: three empty texts.
 constexpr size_t kSmallestTag = 12;
 
-bool IsAscii(const char* p, size_t n) {
+// The length of the leading run of ASCII bytes, which read the same in
+// Windows-1252 and UTF-8 and are copied as they are.
+size_t AsciiPrefix(const char* p, size_t n) {
   size_t i = 0;
   for (; i + 8 <= n; i += 8) {
     uint64_t word;
     std::memcpy(&word, p + i, 8);
-    if (word & 0x8080808080808080ULL) return false;
+    if (word & 0x8080808080808080ULL) break;
   }
-  for (; i < n; ++i) {
-    if (static_cast<unsigned char>(p[i]) & 0x80) return false;
-  }
-  return true;
+  while (i < n && !(static_cast<unsigned char>(p[i]) & 0x80))
+    ++i;
+  return i;
 }
 
 // ---------------------------------------------------------------- reading
@@ -87,8 +88,10 @@ class Reader {
     const char* text = p_;
     p_ += n;
     const auto size = static_cast<size_t>(n);
-    if (IsAscii(text, size)) return std::string(text, size);
-    return platform::Cp1252ToUtf8(std::string_view(text, size));
+    const size_t ascii = AsciiPrefix(text, size);
+    std::string utf8(text, ascii);
+    if (ascii < size) utf8 += platform::Cp1252ToUtf8(std::string_view(text + ascii, size - ascii));
+    return utf8;
   }
 
  private:
@@ -193,8 +196,11 @@ class Writer {
   }
 
   void Text(const std::string& utf8) {
-    if (IsAscii(utf8.data(), utf8.size())) return Counted(utf8);
-    Counted(platform::Utf8ToCp1252(utf8));
+    const size_t ascii = AsciiPrefix(utf8.data(), utf8.size());
+    if (ascii == utf8.size()) return Counted(utf8);
+    std::string cp1252(utf8, 0, ascii);
+    cp1252 += platform::Utf8ToCp1252(std::string_view(utf8).substr(ascii));
+    Counted(cp1252);
   }
 
  private:
