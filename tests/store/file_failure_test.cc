@@ -14,28 +14,15 @@ namespace orncal {
 namespace {
 
 using testing::FaultFileSystem;
-using testing::MonthBytes;
 using testing::PathExists;
 using testing::ReadBytes;
-using testing::WriteBytes;
 using Op = FaultFileSystem::Op;
-
-std::string LoadFailure(const std::string& path) {
-  return "Schwerwiegender Fehler:\r\nDie Monatsdatei \"" + path + "\" konnte nicht geladen werden.";
-}
-
-std::string SaveFailure(const std::string& path) {
-  return "Die Monatsdatei \"" + path +
-         "\" konnte nicht gespeichert werden. Es besteht die Gefahr, dass Daten verloren gehen.";
-}
 
 class FileFailureTest : public testing::RecordingCalendarTest {
  protected:
   FileFailureTest() {
     testing::MakeFolders(DataFolder());
-    path_ = DataFile("200805.xmf");
-    previous_ = MonthBytes().Long(10003).Real(1, "previous", 39582, 39583).Byte(0).str();
-    WriteBytes(path_, previous_);
+    testing::WriteBytes(path_, previous_);
     calendar_ = StartCalendar();
   }
 
@@ -50,54 +37,47 @@ class FileFailureTest : public testing::RecordingCalendarTest {
     may->SetChanged(true);
     return may;
   }
-
-  FilePtr Unloaded(const std::string& path) {
+  FilePtr Unloaded() {
     FilePtr file = File::New();
-    file->SetFilePath(path);
-    file->SetFileLong(200805);
+    file->SetFilePath(path_);
     return file;
   }
-
   void ExpectOnlyMessage(const std::string& text) {
     ASSERT_EQ(messages_.messages().size(), 1u);
     EXPECT_EQ(messages_.messages()[0].Text, text);
     EXPECT_EQ(messages_.messages()[0].Style, MessageStyle::kCritical);
+    messages_.clear();
+  }
+  std::string LoadFailure() const {
+    return "Schwerwiegender Fehler:\r\nDie Monatsdatei \"" + path_ +
+           "\" konnte nicht geladen werden.";
+  }
+  std::string SaveFailure() const {
+    return "Die Monatsdatei \"" + path_ +
+           "\" konnte nicht gespeichert werden. Es besteht die Gefahr, dass Daten verloren gehen.";
   }
 
-  std::string path_;
-  std::string previous_;
+  const std::string path_ = DataFile("200805.xmf");
+  const std::string previous_ =
+      testing::MonthBytes().Long(10003).Real(1, "previous", 39582, 39583).Byte(0).str();
   CalendarPtr calendar_;
 };
 
-TEST_F(FileFailureTest, AMissingFileDoesNotLoad) {
-  const std::string missing = DataFile("190001.xmf");
-  EXPECT_FALSE(Unloaded(missing)->Load());
-  ExpectOnlyMessage(LoadFailure(missing));
-}
+TEST_F(FileFailureTest, AFileThatCannotBeReadFailsToLoadKeepingTheRecordsBeforeTheFault) {
+  testing::RemoveAll(path_);
+  EXPECT_FALSE(Unloaded()->Load());
+  ExpectOnlyMessage(LoadFailure());
 
-TEST_F(FileFailureTest, AMalformedFileLoadsTheRecordsBeforeTheFault) {
-  WriteBytes(path_, previous_.substr(0, previous_.size() - 1) + "\x05");
-  FilePtr file = Unloaded(path_);
+  testing::WriteBytes(path_, previous_.substr(0, previous_.size() - 1) + "\x05");
+  FilePtr file = Unloaded();
   EXPECT_FALSE(file->Load());
-  ExpectOnlyMessage(LoadFailure(path_));
+  ExpectOnlyMessage(LoadFailure());
   ASSERT_EQ(file->Appointments()->Count(), 1);
   EXPECT_EQ(file->Appointments()->Item(1)->Title(), "previous");
-}
 
-TEST_F(FileFailureTest, AFailingNotifierOrReadFailsTheLoad) {
   notifier_->failing = "BeforeLoadFile";
-  FilePtr file = Unloaded(path_);
-  EXPECT_FALSE(file->Load());
-  EXPECT_EQ(file->Appointments()->Count(), 0);
-  ExpectOnlyMessage(LoadFailure(path_));
-
-  notifier_->failing.clear();
-  messages_.clear();
-  FaultFileSystem faults;
-  testing::ScopedFileSystem installed(&faults);
-  faults.FailOn(Op::kRead);
-  EXPECT_FALSE(Unloaded(path_)->Load());
-  ExpectOnlyMessage(LoadFailure(path_));
+  EXPECT_FALSE(Unloaded()->Load());
+  ExpectOnlyMessage(LoadFailure());
 }
 
 TEST_F(FileFailureTest, ASuccessfulSaveReplacesTheFileAndLeavesNoBackup) {
@@ -114,9 +94,10 @@ TEST_F(FileFailureTest, EveryFailedSaveLeavesThePreviousFileByteForByte) {
   struct Case {
     const char* name;
     std::function<void(FaultFileSystem&)> arm;
-    bool changed_after;  // Changed is cleared only once the file was written
+    bool changed_after;  // Changed is cleared once the file was written
   };
-  const std::vector<Case> cases = {
+  FilePtr may = ChangedMay();
+  const Case cases[] = {
       {"backup refused", [](FaultFileSystem& f) { f.FailOn(Op::kRename); }, true},
       {"read-only folder", [](FaultFileSystem& f) { f.FailOn(Op::kCreate); }, true},
       {"write fails", [](FaultFileSystem& f) { f.FailOn(Op::kAppend); }, true},
@@ -124,35 +105,26 @@ TEST_F(FileFailureTest, EveryFailedSaveLeavesThePreviousFileByteForByte) {
       {"sync fails", [](FaultFileSystem& f) { f.FailOn(Op::kSync); }, true},
       {"close fails", [](FaultFileSystem& f) { f.FailOn(Op::kClose); }, true},
       {"notifier fails", [this](FaultFileSystem&) { notifier_->failing = "Saved"; }, false},
+      {"entry without period",
+       [&may](FaultFileSystem&) { may->Appointments()->Item(2)->SetDateTime(nullptr); }, true},
   };
-  FilePtr may = ChangedMay();
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    messages_.clear();
     notifier_->failing.clear();
     may->SetChanged(true);
     FaultFileSystem faults;
     testing::ScopedFileSystem installed(&faults);
     c.arm(faults);
     may->SaveFile();
-    ExpectOnlyMessage(SaveFailure(path_));
+    ExpectOnlyMessage(SaveFailure());
     EXPECT_EQ(ReadBytes(path_), previous_);
     EXPECT_FALSE(PathExists(path_ + ".1"));
     EXPECT_EQ(may->Changed(), c.changed_after);
   }
 }
 
-TEST_F(FileFailureTest, AnEntryThatCannotBeWrittenLeavesTheFileUntouched) {
-  FilePtr may = ChangedMay();
-  may->Appointments()->Item(2)->SetDateTime(nullptr);
-  may->SaveFile();
-  ExpectOnlyMessage(SaveFailure(path_));
-  EXPECT_EQ(ReadBytes(path_), previous_);
-  EXPECT_TRUE(may->Changed());
-}
-
 TEST_F(FileFailureTest, TheBackupTakesTheFirstFreeNumber) {
-  WriteBytes(path_ + ".1", "left by an earlier failure");
+  testing::WriteBytes(path_ + ".1", "left by an earlier failure");
   FilePtr may = ChangedMay();
   FaultFileSystem faults;
   testing::ScopedFileSystem installed(&faults);
@@ -161,7 +133,6 @@ TEST_F(FileFailureTest, TheBackupTakesTheFirstFreeNumber) {
   EXPECT_TRUE(messages_.messages().empty());  // a backup left behind is no failure
   EXPECT_EQ(ReadBytes(path_ + ".2"), previous_);
   EXPECT_EQ(ReadBytes(path_ + ".1"), "left by an earlier failure");
-  EXPECT_EQ(ReadBytes(path_), store::EncodeMonthFile(*may->Appointments()));
 }
 
 }  // namespace

@@ -67,53 +67,40 @@ std::string SampleMonth() {
   return b.str();
 }
 
-TEST(MonthFileRobustness, EveryTruncationOfAValidFileReadsOrFails) {
+TEST(MonthFileRobustness, TruncatedMutatedAndRandomBytesReadOrFail) {
   const std::string sample = SampleMonth();
   for (size_t n = 0; n <= sample.size(); ++n) {
     SCOPED_TRACE(n);
     CheckAnyBytes(std::string_view(sample).substr(0, n));
   }
-}
 
-TEST(MonthFileRobustness, MutatedFilesReadOrFail) {
-  const std::string sample = SampleMonth();
   std::mt19937 random(20080514);
   const int32_t interesting[] = {0, -1, 1, 2, 0x7FFFFFFF, INT32_MIN, 10001, 10002, 10003, 255};
-  for (int round = 0; round < 3000; ++round) {
+  for (int round = 0; round < 4000; ++round) {
     std::string bytes = sample;
-    const int changes = 1 + static_cast<int>(random() % 4);
-    for (int c = 0; c < changes && !bytes.empty(); ++c) {
+    if (round % 4 == 3) {  // random bytes, most with a plausible start
+      bytes.assign(random() % 300, '\0');
+      for (char& c : bytes)
+        c = static_cast<char>(random());
+      if (bytes.size() > 5 && round % 8 == 3)
+        bytes.replace(0, 5, MonthBytes().Long(10003).Byte(1).str());
+    }
+    for (int c = 1 + static_cast<int>(random() % 4); c > 0 && !bytes.empty(); --c) {
       const size_t at = random() % bytes.size();
       switch (random() % 4) {
-        case 0:  // a random byte
+        case 0:
           bytes[at] = static_cast<char>(random());
           break;
-        case 1: {  // an interesting value over a Long
-          const int32_t v = interesting[random() % std::size(interesting)];
-          bytes.replace(at, 4, MonthBytes().Long(v).str());
+        case 1:  // an interesting value over a Long
+          bytes.replace(at, 4, MonthBytes().Long(interesting[random() % 10]).str());
           break;
-        }
-        case 2:  // a byte less
+        case 2:
           bytes.erase(at, 1);
           break;
-        default:  // a byte more
+        default:
           bytes.insert(at, 1, static_cast<char>(random()));
       }
     }
-    SCOPED_TRACE(round);
-    CheckAnyBytes(bytes);
-  }
-}
-
-TEST(MonthFileRobustness, RandomBytesReadOrFail) {
-  std::mt19937 random(1899123);
-  for (int round = 0; round < 2000; ++round) {
-    std::string bytes(random() % 300, '\0');
-    for (char& c : bytes)
-      c = static_cast<char>(random());
-    // Give most of them a plausible start, so that records get read.
-    if (round % 2 == 0 && bytes.size() > 5)
-      bytes.replace(0, 5, MonthBytes().Long(10003).Byte(1).str());
     SCOPED_TRACE(round);
     CheckAnyBytes(bytes);
   }
@@ -125,12 +112,6 @@ TEST(MonthFileRobustness, AHugeLengthIsRefusedBeforeAnythingIsAllocatedForIt) {
   MonthFileContents m;
   ASSERT_GT(LargestAllocationDecoding(SampleMonth(), &m), 0u);  // the watch works
   EXPECT_LT(LargestAllocationDecoding(b.str(), &m), 4096u);
-  EXPECT_FALSE(m.Complete);
-
-  MonthBytes tags;
-  tags.Long(10003).Byte(1).Long(1).Text("").Text("").Text("").Byte(0).Byte(0).Long(0);
-  tags.Long(0).Long(0x7FFFFFFF).Raw(std::string(100, '\0'));
-  EXPECT_LT(LargestAllocationDecoding(tags.str(), &m), 4096u);
   EXPECT_FALSE(m.Complete);
 }
 
