@@ -84,7 +84,7 @@ void Appointments::Sort() {
   while (h <= highest)
     h = 3 * h + 1;
   do {
-    h = (h + 1) / 3;  // (3k + 1) / 3 rounded to the nearest whole number is k
+    h /= 3;  // (3k + 1) / 3 rounds to k; a single entry ends at gap 0, without a pass
     for (size_t i = h; h > 0 && i <= highest; ++i) {
       AppointmentPtr moving = a[i];
       size_t j = i;
