@@ -13,6 +13,23 @@
 
 namespace orncal {
 
+// A month, named in one of three ways: by Month and Year (Month not -1), by
+// FileLong (Month -1, FileLong not -1) or by Key, the decimal text of the
+// FileLong (both -1). GetMonthFile fills in the other fields.
+struct MonthRef {
+  int32_t Month = -1;
+  int32_t Year = 0;
+  std::string Key{};
+  int32_t FileLong = -1;
+};
+
+struct MonthFileOptions {
+  // Bind the file's stored links to their destinations.
+  bool ResolveLinks = false;
+  // Answer only from the cache: nullptr for a month not loaded yet.
+  bool OnlyLoaded = false;
+};
+
 class Calendar : public std::enable_shared_from_this<Calendar> {
   struct Key {
     explicit Key() = default;
@@ -32,8 +49,17 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
   // The data folder: trimmed (and lower-cased on Windows).
   const std::string& Path() const;
 
+  // Writes every changed month file, in the order the months were first
+  // used.
+  void Save();
+
   // Saves; a calendar other than the shared one then drops its caches.
   void Release();
+
+  // The appointment numbered ID in the month file of FileLong `File`, or
+  // nullptr. A month without a file is made in memory (with its links).
+  // Never raises.
+  AppointmentPtr GetAppointment(int32_t File, int32_t ID);
 
   // Restarts the reminder scan from the present moment.
   void ResetRemindScan();
@@ -52,6 +78,31 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
   const std::string& TasksFilePath() const;
   int32_t RemindScanHour() const;
   Date RemindScanFrom() const;
+
+  // The month-file cache: every File used so far, keyed by its month's key.
+  // Nothing is evicted.
+  CollectionPtr<FilePtr> Files() const;
+  // The File of a month: from the cache, else loaded from its file, else
+  // made by CreateMonthFile. Fills in the other fields of `month`. A key
+  // that is no number raises error 13, a FileLong beyond 32 bits error 6.
+  FilePtr GetMonthFile(MonthRef& month, const MonthFileOptions& options = {});
+  FilePtr GetMonthFile(MonthRef&& month, const MonthFileOptions& options = {});
+  // Makes and caches the File of a month that has no file on disk. It links
+  // every earlier real appointment whose period reaches into the month, and
+  // is marked changed only for the present month.
+  FilePtr CreateMonthFile(int32_t Month, int32_t Year, const std::string& FilePath,
+                          bool ResolveLinks);
+  // Takes an appointment out of every month file its period reaches: the
+  // entry itself and the links to it. Its number is reserved in each file
+  // for re-filing. Unless Remote, the other processes are told.
+  void DetachAppointment(const AppointmentPtr& appointment, bool Remote);
+  // Files an appointment: a copy goes into the month of its first date
+  // (unless that file already holds this very object), links into every
+  // other listed month its period reaches. `appointment` is replaced by the
+  // appointment the month file holds. Unless Remote, the other processes
+  // are told; when Remote and the numbers disagree, "UNSTIMMIGKEIT!!!" is
+  // shown.
+  void AttachAppointment(AppointmentPtr& appointment, bool Remote);
 
   struct State;
   State& Internal() { return *state_; }

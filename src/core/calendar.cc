@@ -87,9 +87,15 @@ void Calendar::ScanMonthFiles() {
 }
 
 void Calendar::Release() {
+  Save();
+  // The special remind times are written here once the calendar holds them.
   if (core::IsShared(this)) return;
-  if (--state_->client_count == 0) {
-    // The caches go with the last client.
+  // Nothing raises the count of clients above zero, so the first Release of
+  // a calendar other than the shared one drops its caches.
+  if (--state_->client_count <= 0) {
+    state_->files = std::make_shared<Collection<FilePtr>>();
+    // The special remind times, categories and tasks go here too once the
+    // calendar holds them.
   }
 }
 

@@ -9,12 +9,15 @@
 #include "core/notifier.h"
 #include "orncalendar/calendar.h"
 #include "orncalendar/collection.h"
+#include "orncalendar/error.h"
 
 namespace orncal {
 
 struct Calendar::State {
   // The data folder, normalised.
   std::string path;
+  // The month-file cache, keyed by the month's key.
+  CollectionPtr<FilePtr> files = std::make_shared<Collection<FilePtr>>();
   // FileLong of every month file present or created, keyed by its text.
   CollectionPtr<int32_t> all_files = std::make_shared<Collection<int32_t>>();
   bool initialized = false;
@@ -26,6 +29,13 @@ struct Calendar::State {
 
   int32_t client_count = 0;
   std::shared_ptr<core::NotifierServer> notifier;
+
+  // The notifier link; a calendar that was never initialised has none, and
+  // a message sent through it fails with error 91.
+  core::NotifierServer& Notifier() const {
+    if (!notifier) throw Error(ErrorNumber::kObjectNotSet);
+    return *notifier;
+  }
 };
 
 }  // namespace orncal

@@ -1,0 +1,1 @@
+orncal_bench(month_file_bench month_file_bench.cc)

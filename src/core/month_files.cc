@@ -1,0 +1,279 @@
+// The calendar's month files: the cache, the making of a month that has no
+// file, saving, the lookup by file and number, and the filing of an
+// appointment into the months its period reaches.
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+#include "core/calendar_state.h"
+#include "core/shared_calendar.h"
+#include "orncalendar/appointment.h"
+#include "orncalendar/appointments.h"
+#include "orncalendar/calendar.h"
+#include "orncalendar/date_time.h"
+#include "orncalendar/date_time_serial.h"
+#include "orncalendar/file.h"
+#include "orncalendar/ole_date.h"
+#include "orncalendar/platform.h"
+#include "platform/system.h"
+
+namespace orncal {
+namespace {
+
+int32_t CheckedFileLong(int32_t year, int32_t month) {
+  const int64_t file_long = int64_t{year} * 100 + month;
+  if (file_long < std::numeric_limits<int32_t>::min() ||
+      file_long > std::numeric_limits<int32_t>::max()) {
+    throw Error(ErrorNumber::kOverflow);
+  }
+  return static_cast<int32_t>(file_long);
+}
+
+// The FileLong a key stands for: a decimal number, optionally signed and
+// surrounded by spaces. Error 13 for anything else, 6 beyond 32 bits.
+int32_t ParseKey(std::string_view key) {
+  const size_t first = key.find_first_not_of(' ');
+  if (first == std::string_view::npos) throw Error(ErrorNumber::kTypeMismatch);
+  key = key.substr(first, key.find_last_not_of(' ') - first + 1);
+  const bool negative = key[0] == '-';
+  if (key[0] == '-' || key[0] == '+') key.remove_prefix(1);
+  if (key.empty()) throw Error(ErrorNumber::kTypeMismatch);
+  int64_t value = 0;
+  for (char c : key) {
+    if (c < '0' || c > '9') throw Error(ErrorNumber::kTypeMismatch);
+    value = value * 10 + (c - '0');
+    if (value > int64_t{std::numeric_limits<int32_t>::max()} + 1) {
+      throw Error(ErrorNumber::kOverflow);
+    }
+  }
+  if (negative) value = -value;
+  if (value > std::numeric_limits<int32_t>::max()) throw Error(ErrorNumber::kOverflow);
+  return static_cast<int32_t>(value);
+}
+
+// The first day of the month, 00:00, to the first day of the next month.
+// Error 5 for a month outside the dates the calendar can hold.
+DateTimeNormalPtr MonthPeriod(int32_t year, int32_t month) {
+  if (month == std::numeric_limits<int32_t>::max()) throw Error(ErrorNumber::kInvalidProcedureCall);
+  return DateTimeNormal::New(DateFromParts(year, month, 1), DateFromParts(year, month + 1, 1));
+}
+
+// Whether a period reaches into the listed month `fileLong`. A month that
+// names no date (0, or one beyond the calendar's dates) is reached by
+// nothing, except that month 0 counts for an endless series.
+bool Reaches(DateTime& period, int32_t fileLong) {
+  if (fileLong == 0) {
+    DateTimeSerialPtr series = period.DateTimeType() == 2 ? period.Series() : nullptr;
+    return series && series->Eternal();
+  }
+  DateTimeNormalPtr month;
+  try {
+    month = MonthPeriod(fileLong / 100, fileLong % 100);
+  } catch (const Error&) {
+    return false;
+  }
+  return period.OverLapsWith(*month);
+}
+
+DateTimePtr PeriodOf(const Appointment& appointment) {
+  DateTimePtr period = appointment.DateTime();
+  if (!period) throw Error(ErrorNumber::kObjectNotSet);
+  return period;
+}
+
+Appointments& ListOf(const File& file) {
+  AppointmentsPtr list = file.Appointments();
+  if (!list) throw Error(ErrorNumber::kObjectNotSet);
+  return *list;
+}
+
+MonthRef ByFileLong(int32_t fileLong) {
+  // The key is given as well, so that a FileLong of -1 is not mistaken for
+  // "no FileLong".
+  return MonthRef{.Key = std::to_string(fileLong), .FileLong = fileLong};
+}
+
+bool Holds(const Appointments& list, const AppointmentPtr& appointment) {
+  if (list.ItemByID(appointment->OutsideID()) == appointment) return true;
+  return std::find(list.begin(), list.end(), appointment) != list.end();
+}
+
+}  // namespace
+
+CollectionPtr<FilePtr> Calendar::Files() const { return state_->files; }
+
+FilePtr Calendar::GetMonthFile(MonthRef&& month, const MonthFileOptions& options) {
+  return GetMonthFile(month, options);
+}
+
+FilePtr Calendar::GetMonthFile(MonthRef& month, const MonthFileOptions& options) {
+  State& s = *state_;
+  if (month.Month != -1) {
+    month.FileLong = CheckedFileLong(month.Year, month.Month);
+  } else {
+    if (month.FileLong == -1) month.FileLong = ParseKey(month.Key);
+    month.Year = month.FileLong / 100;
+    month.Month = month.FileLong % 100;
+  }
+  // One spelling per month, so that " 200805" and "200805" share a file.
+  month.Key = std::to_string(month.FileLong);
+
+  if (FilePtr* cached = s.files->Find(month.Key)) {
+    FilePtr file = *cached;
+    if (!file->LinksResolved() && options.ResolveLinks) file->ResolveLinks();
+    return file;
+  }
+  if (options.OnlyLoaded) return nullptr;
+
+  std::string path = s.path + platform::kPathSeparator + month.Key + ".xmf";
+  if (!core::FileExists(path)) {
+    return CreateMonthFile(month.Month, month.Year, path, options.ResolveLinks);
+  }
+  FilePtr file = File::New();
+  file->SetFileName(month.Key);
+  file->SetMonth(month.Month);
+  file->SetYear(month.Year);
+  file->SetFilePath(std::move(path));
+  file->SetFileLong(month.FileLong);
+  file->Load();  // a file that fails to load is kept with what it held
+  file->SetCalendar(shared_from_this());
+  s.files->Add(file, month.Key);
+  if (options.ResolveLinks) file->ResolveLinks();
+  return file;
+}
+
+FilePtr Calendar::CreateMonthFile(int32_t Month, int32_t Year, const std::string& FilePath,
+                                  bool ResolveLinks) {
+  State& s = *state_;
+  const int32_t file_long = CheckedFileLong(Year, Month);
+  const std::string key = std::to_string(file_long);
+  FilePtr file = File::New();
+  file->SetFileLong(file_long);
+  file->SetFileName(key);
+  file->SetFilePath(FilePath);
+  file->SetMonth(Month);
+  file->SetYear(Year);
+  file->SetLinksResolved(ResolveLinks);
+  file->SetCalendar(shared_from_this());
+
+  if (file_long > 0) {
+    // Every earlier real appointment that reaches into this month gets a
+    // link here, numbered from 1 in the order found.
+    const DateTimeNormalPtr period = MonthPeriod(Year, Month);
+    std::vector<int32_t> earlier;
+    for (int32_t listed : *s.all_files) {
+      if (listed < file_long) earlier.push_back(listed);
+    }
+    Appointments& links = ListOf(*file);
+    int32_t counter = 0;
+    for (int32_t listed : earlier) {
+      FilePtr source = GetMonthFile(ByFileLong(listed));
+      const AppointmentsPtr list = source->Appointments();
+      for (int32_t i = 1; list && i <= list->Count(); ++i) {
+        const AppointmentPtr& a = list->Item(i);
+        if (a->AppointmentType() != 1) continue;
+        const DateTimePtr reach = a->DateTime();
+        if (!reach || !reach->OverLapsWith(*period)) continue;
+        AppointmentLinkPtr link = AppointmentLink::New();
+        link->SetOutsideID(++counter);
+        link->SetOutsideFile(file_long);
+        link->SetDestinationFile(a->File());
+        link->SetDestinationID(a->ID());
+        if (ResolveLinks) link->SetDestination(a);
+        links.AddKeyed(std::move(link));
+      }
+    }
+  }
+
+  // Only the present month is written without being touched: the other
+  // months made for browsing stay in memory.
+  const DateParts now = SplitDate(CurrentClock().Now());
+  file->SetChanged(Month == now.Month && Year == now.Year);
+  s.files->Add(file, key);
+  // A month listed before but whose file has gone is listed already.
+  if (!s.all_files->Exists(key)) s.all_files->Add(file_long, key);
+  return file;
+}
+
+void Calendar::Save() {
+  const std::vector<FilePtr> files(state_->files->begin(), state_->files->end());
+  for (const FilePtr& file : files)
+    file->SaveIfChanged();
+  // The tasks are saved here once the calendar holds them.
+}
+
+AppointmentPtr Calendar::GetAppointment(int32_t File, int32_t ID) {
+  try {
+    FilePtr file = GetMonthFile(MonthRef{.Month = -1, .Year = 0, .Key = "", .FileLong = File});
+    return file ? ListOf(*file).ItemByID(ID) : nullptr;
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+void Calendar::DetachAppointment(const AppointmentPtr& appointment, bool Remote) {
+  State& s = *state_;
+  const DateTimePtr period = PeriodOf(*appointment);
+  const int32_t file_no = appointment->File();
+  const int32_t id = appointment->ID();
+  const std::vector<int32_t> months(s.all_files->begin(), s.all_files->end());
+  for (int32_t listed : months) {
+    if (!Reaches(*period, listed)) continue;
+    FilePtr file = GetMonthFile(ByFileLong(listed));
+    Appointments& list = ListOf(*file);
+    for (int32_t i = 1; i <= list.Count();) {
+      const AppointmentPtr entry = list.Item(i);
+      if (entry->File() != file_no || entry->ID() != id) {
+        ++i;
+        continue;
+      }
+      // The number is kept for the appointment's return to this file.
+      list.RemoveAt(i);
+      file->SetReservedID(entry->OutsideID());
+      file->SetChanged(true);
+    }
+  }
+  if (!Remote) s.Notifier().NotifyDoDelete(core::InstanceID(), *appointment, s.path);
+}
+
+void Calendar::AttachAppointment(AppointmentPtr& appointment, bool Remote) {
+  State& s = *state_;
+  const DateTimePtr period = PeriodOf(*appointment);
+  const Date first = period->GetFirstDate();
+  const FilePtr home = GetMonthFile(MonthRef{.Month = MonthOf(first), .Year = YearOf(first)});
+  Appointments& home_list = ListOf(*home);
+
+  AppointmentPtr stored = appointment;
+  if (!Holds(home_list, appointment)) {
+    AppointmentRealPtr copy = AppointmentReal::New();
+    copy->CopyFrom(*appointment);
+    const int32_t id = home->GetEmptyID();
+    copy->SetID(id);
+    copy->SetFile(home->FileLong());
+    copy->SetOwnerCalendar(shared_from_this());
+    home_list.AddKeyed(copy);
+    home->SetChanged(true);
+    // The other process numbered the appointment already; both should agree.
+    if (Remote && id != appointment->ID()) ShowMessage("UNSTIMMIGKEIT!!!");
+    stored = std::move(copy);
+  }
+
+  const std::vector<int32_t> months(s.all_files->begin(), s.all_files->end());
+  for (int32_t listed : months) {
+    if (listed < 1 || listed == home->FileLong() || !Reaches(*period, listed)) continue;
+    FilePtr file = GetMonthFile(ByFileLong(listed));
+    AppointmentLinkPtr link = AppointmentLink::New();
+    link->SetOutsideFile(file->FileLong());
+    link->SetOutsideID(file->GetEmptyID());
+    link->SetDestinationFile(stored->File());
+    link->SetDestinationID(stored->ID());
+    if (file->LinksResolved()) link->SetDestination(stored);
+    ListOf(*file).AddKeyed(std::move(link));
+    file->SetChanged(true);
+  }
+
+  if (!Remote) s.Notifier().NotifyDoWrite(core::InstanceID(), *stored, s.path);
+  appointment = std::move(stored);
+}
+
+}  // namespace orncal

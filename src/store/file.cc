@@ -1,0 +1,182 @@
+#include "orncalendar/file.h"
+
+#include "core/calendar_state.h"
+#include "core/shared_calendar.h"
+#include "orncalendar/appointment.h"
+#include "orncalendar/appointments.h"
+#include "orncalendar/calendar.h"
+#include "orncalendar/error.h"
+#include "orncalendar/platform.h"
+#include "platform/file_system.h"
+#include "store/month_file_format.h"
+
+namespace orncal {
+namespace {
+
+std::string LoadFailureText(const std::string& path) {
+  return "Schwerwiegender Fehler:\r\nDie Monatsdatei \"" + path + "\" konnte nicht geladen werden.";
+}
+
+std::string SaveFailureText(const std::string& path) {
+  return "Die Monatsdatei \"" + path +
+         "\" konnte nicht gespeichert werden. Es besteht die Gefahr, dass Daten verloren gehen.";
+}
+
+// The first of path.1, path.2, ... at which nothing exists.
+std::string FreeBackupName(platform::FileSystem& fs, const std::string& path) {
+  for (uint64_t i = 1;; ++i) {
+    std::string name = path + "." + std::to_string(i);
+    if (!fs.Exists(name)) return name;
+  }
+}
+
+// The list of a file; error 91 when a client has taken it away.
+Appointments& ListOf(const AppointmentsPtr& list) {
+  if (!list) throw Error(ErrorNumber::kObjectNotSet);
+  return *list;
+}
+
+}  // namespace
+
+File::File(Key) : appointments_(Appointments::New()) {}
+
+File::~File() = default;
+
+FilePtr File::New() { return std::make_shared<File>(Key{}); }
+
+CalendarPtr File::Calendar() const { return owner_ ? owner_->Get() : core::SharedCalendar(); }
+
+void File::SetCalendar(const CalendarPtr& calendar) {
+  if (!owner_) {
+    if (core::IsShared(calendar.get())) return;  // an empty reference already means it
+    owner_ = std::make_unique<core::CalendarRef>();
+  }
+  owner_->SetOwner(calendar);
+}
+
+void File::ResolveLinks() {
+  if (links_resolved_) return;
+  const CalendarPtr calendar = Calendar();
+  const AppointmentsPtr list = appointments_;
+  for (int32_t i = 1; list && i <= list->Count(); ++i) {
+    try {
+      AppointmentPtr entry = list->Item(i);
+      auto* link = dynamic_cast<AppointmentLink*>(entry.get());
+      if (!link || link->AppointmentType() != 2) continue;
+      AppointmentPtr destination;
+      if (calendar) {
+        destination = calendar->GetAppointment(link->DestinationFile(), link->DestinationID());
+      }
+      link->SetDestination(std::move(destination));
+    } catch (const std::exception&) {
+      // A link that cannot be resolved stays without destination.
+    }
+  }
+  links_resolved_ = true;
+}
+
+int32_t File::GetEmptyID() {
+  if (reserved_id_ != 0) {
+    const int32_t id = reserved_id_;
+    reserved_id_ = 0;
+    return id;
+  }
+  const orncal::Appointments& list = ListOf(appointments_);
+  int32_t id = 1;
+  while (list.ExistsID(id))
+    ++id;
+  return id;
+}
+
+bool File::ItemExists(int32_t ID) const { return ListOf(appointments_).ExistsID(ID); }
+
+bool File::Load() {
+  try {
+    const CalendarPtr calendar = Calendar();
+    if (!calendar) throw Error(ErrorNumber::kObjectNotSet);
+    calendar->Internal().Notifier().NotifyBeforeLoadFile(core::InstanceID(), file_long_,
+                                                         calendar->Path());
+    std::string bytes;
+    if (platform::Fs().ReadFile(file_path_, &bytes).ok() &&
+        store::DecodeMonthFileInto(bytes, file_long_, calendar, ListOf(appointments_)).ok) {
+      return true;
+    }
+  } catch (const std::exception&) {
+    // A failing notifier, a missing list or a file too large for memory.
+  }
+  ShowMessage(LoadFailureText(file_path_), MessageStyle::kCritical);
+  return false;
+}
+
+void File::ResetChanged() {
+  for (const AppointmentPtr& entry : ListOf(appointments_)) {
+    try {
+      entry->SetChanged(false);
+    } catch (const Error&) {
+      // An unresolved link has no destination to clear.
+    }
+  }
+  changed_ = false;
+}
+
+void File::NewLoaded() {
+  reserved_id_ = 0;
+  SaveIfChanged();
+}
+
+void File::SaveIfChanged() {
+  bool due = changed_;
+  for (auto it = ListOf(appointments_).begin(); !due && it != appointments_->end(); ++it) {
+    due = (*it)->AppointmentType() == 1 && (*it)->Changed();
+  }
+  if (due) SaveFile();
+}
+
+void File::SaveFile() {
+  const std::string& path = file_path_;
+  auto fail = [&] { ShowMessage(SaveFailureText(path), MessageStyle::kCritical); };
+
+  // The whole file is made in memory first, so that an entry that cannot
+  // be written leaves the old file untouched.
+  std::string bytes;
+  try {
+    bytes = store::EncodeMonthFile(ListOf(appointments_));
+  } catch (const std::exception&) {
+    return fail();
+  }
+
+  platform::FileSystem& fs = platform::Fs();
+  std::string backup;
+  if (fs.Exists(path)) {
+    backup = FreeBackupName(fs, path);
+    if (!fs.Rename(path, backup).ok()) return fail();
+  }
+  // Puts the old file back (when there was one) and reports.
+  auto restore = [&] {
+    if (!backup.empty()) {
+      if (fs.Exists(path)) fs.Remove(path);
+      fs.Rename(backup, path);
+    }
+    fail();
+  };
+
+  std::unique_ptr<platform::WritableFile> out;
+  if (!fs.NewWritableFile(path, &out).ok()) return restore();
+  platform::Status written = out->Append(bytes);
+  if (written.ok()) written = out->Sync();
+  const platform::Status closed = out->Close();
+  if (!written.ok() || !closed.ok()) return restore();
+
+  changed_ = false;
+  try {
+    const CalendarPtr calendar = Calendar();
+    if (!calendar) throw Error(ErrorNumber::kObjectNotSet);
+    calendar->Internal().Notifier().NotifySaved(core::InstanceID(), file_long_, calendar->Path());
+  } catch (const std::exception&) {
+    // The new content goes although Changed is already cleared.
+    return restore();
+  }
+  if (!backup.empty()) fs.Remove(backup);  // a backup left behind is harmless
+}
+
+}  // namespace orncal

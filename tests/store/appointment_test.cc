@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+
+#include "orncalendar/orncalendar.h"
+#include "support/test_env.h"
+#include "support/test_helpers.h"
+
+namespace orncal {
+namespace {
+
+using testing::ErrorOf;
+
+using Texts = std::vector<std::string>;
+
+TEST(BareAppointment, KeepsPlainFieldsAndAnswersItsProceduresWithUnexpected) {
+  testing::MessageCapture messages;
+  AppointmentPtr a = Appointment::New();
+  a->SetOutsideID(4);  // a field of its own here
+  EXPECT_EQ(a->ID(), 0);
+  EXPECT_EQ(a->PartDateTime(), nullptr);
+  a->SetPartDateTime(DateTimeNormal::New());
+  EXPECT_EQ(a->AppointmentType() + a->Color(), 0);
+  EXPECT_EQ(a->Target(), nullptr);
+  a->BeforeDateTimeChange();
+  a->AfterDateTimeChange();
+  a->Remove();
+  a->NotifyChange();
+  EXPECT_FALSE(a->Exists());
+  EXPECT_EQ(messages.texts(), Texts(10, "UNEXPECTED"));
+
+  a->AddTag("n", "t", "d");  // the tag members and Series answer silently
+  EXPECT_EQ(a->TagsCount(), 0);
+  EXPECT_EQ(a->TagName(5), "");
+  EXPECT_EQ(a->Series(), nullptr);
+  EXPECT_EQ(messages.texts().size(), 10u);
+}
+
+TEST(AppointmentReal, SharesOneFieldPerPairAndPlainWritesLeaveItUnchanged) {
+  AppointmentRealPtr a = AppointmentReal::New();
+  a->SetOutsideID(17);
+  a->SetFile(200805);
+  auto period = DateTimeNormal::New(1, 2);
+  a->SetPartDateTime(period);
+  a->SetTitle("t");
+  a->AddTag("n", "t", "d");
+  EXPECT_EQ(a->ID(), 17);
+  EXPECT_EQ(a->OutsideFile(), 200805);
+  EXPECT_EQ(a->DateTime(), period);
+  EXPECT_EQ(a->AppointmentType(), 1);
+  EXPECT_EQ(a->Series(), nullptr);
+  EXPECT_EQ(a->Target(), a);
+  EXPECT_FALSE(a->Changed());
+  a->SetFile(0);
+  EXPECT_FALSE(a->Exists());  // no calendar runs: no file was asked
+}
+
+class AppointmentColor : public testing::CalendarTest {};
+
+TEST_F(AppointmentColor, IsLookedUpOnceAndAgainAfterTheCategoryIsSet) {
+  EXPECT_EQ(AppointmentReal::New()->Color(), -1);  // empty category: no calendar needed
+  StartCalendar();
+  AppointmentRealPtr a = AppointmentReal::New();
+  a->SetCategory("Arbeit");
+  EXPECT_EQ(a->Color(), -1);  // the calendar knows no category yet
+  a->SetColor(0x00FF00);
+  EXPECT_EQ(a->Color(), 0x00FF00);
+  a->SetCategory("Arbeit");
+  EXPECT_EQ(a->Color(), -1);
+}
+
+TEST(AppointmentTags, AreNumberedFromOneAndRemovingClosesTheGapOrDropsTheLast) {
+  AppointmentRealPtr a = AppointmentReal::New();
+  EXPECT_EQ(ErrorOf([&] { a->TagName(0); }), 9);  // never dimensioned
+  for (const char* n : {"a", "b", "c"})
+    a->AddTag(n, std::string("t") + n, std::string("d") + n);
+  a->RemoveTag(1);
+  std::vector<std::string> names, types, data;
+  EXPECT_EQ(a->GetTags(names, types, data), 2);
+  EXPECT_EQ(names, (Texts{"", "b", "c"}));
+  EXPECT_EQ(types, (Texts{"", "tb", "tc"}));
+  EXPECT_EQ(data, (Texts{"", "db", "dc"}));
+  EXPECT_EQ(ErrorOf([&] { a->TagName(3); }), 9);
+
+  a->RemoveTag(7);  // at or beyond the count: the last one goes
+  EXPECT_EQ(a->TagsCount(), 1);
+  EXPECT_EQ(a->TagName(1), "b");
+  a->RemoveTag(1);
+  EXPECT_EQ(ErrorOf([&] { a->RemoveTag(1); }), 9);
+  EXPECT_EQ(a->TagsCount(), -1);
+}
+
+TEST(AppointmentReal, CopyFromTakesAllButProjectAndCopiesThePeriod) {
+  AppointmentRealPtr source = AppointmentReal::New();
+  source->SetID(4);
+  source->SetTitle("Reise");
+  source->SetCategory("Urlaub");
+  source->SetColor(0x123456);
+  source->SetProject("from source");
+  source->AddTag("k", "typ", "v");
+  DateTimeSerialPtr series = DateTimeSerial::New();
+  series->SetEternal(true);
+  source->SetDateTime(series);
+
+  AppointmentRealPtr copy = AppointmentReal::New();
+  copy->SetProject("kept");
+  copy->CopyFrom(*source);
+  EXPECT_EQ(copy->ID(), 4);
+  EXPECT_EQ(copy->Title(), "Reise");
+  EXPECT_EQ(copy->Color(), 0x123456);  // taken over, not looked up
+  EXPECT_EQ(copy->Project(), "kept");
+  EXPECT_TRUE(copy->Changed());
+  EXPECT_EQ(copy->TagType(1), "typ");
+  ASSERT_NE(copy->DateTime(), series);
+  ASSERT_TRUE(copy->DateTime()->Series());
+  EXPECT_TRUE(copy->DateTime()->Series()->Eternal());
+
+  AppointmentLinkPtr link = AppointmentLink::New();
+  link->SetDestination(source);
+  EXPECT_EQ(ErrorOf([&] { copy->CopyFrom(*link); }), 13);
+  EXPECT_EQ(ErrorOf([&] { copy->CopyFrom(*AppointmentReal::New()); }), 91);  // no period
+}
+
+TEST(AppointmentLink, AnswersFromItsStoredNumbersUntilResolvedThenForwards) {
+  AppointmentLinkPtr link = AppointmentLink::New();
+  link->SetDestinationFile(200804);
+  link->SetDestinationID(9);
+  link->SetOutsideID(2);
+  EXPECT_EQ(link->ID(), 9);
+  EXPECT_EQ(link->File(), 200804);
+  EXPECT_FALSE(link->Exists());
+  EXPECT_EQ(link->AppointmentType(), 2);
+  EXPECT_EQ(ErrorOf([&] { link->Title(); }), 91);
+  EXPECT_EQ(ErrorOf([&] { link->SetChanged(false); }), 91);
+
+  AppointmentRealPtr real = AppointmentReal::New();
+  real->SetChanged(true);
+  link->SetDestination(real);
+  link->SetTitle("via link");
+  auto period = DateTimeNormal::New(1, 2);
+  link->SetPartDateTime(period);  // a stored link has no period of its own
+  EXPECT_EQ(real->Title(), "via link");
+  EXPECT_EQ(link->OutsideID(), 2);
+  EXPECT_TRUE(link->Changed());
+  EXPECT_EQ(real->DateTime(), period);
+  EXPECT_EQ(link->Series(), nullptr);
+}
+
+TEST(AppointmentLink, APartCarriesItsOwnPeriodAndNamesItsSeries) {
+  AppointmentRealPtr series = AppointmentReal::New();
+  AppointmentLinkPtr part = AppointmentLink::New();
+  part->SetDestination(series);
+  auto occurrence = DateTimeNormal::New(10, 11);
+  part->SetPartPeriod(occurrence);
+  EXPECT_EQ(part->AppointmentType(), 3);
+  EXPECT_EQ(part->Series(), series);
+  EXPECT_EQ(part->DateTime(), occurrence);
+
+  auto other = DateTimeNormal::New(12, 13);
+  part->SetPartDateTime(other);  // only the part
+  EXPECT_EQ(series->DateTime(), nullptr);
+  part->SetDateTime(occurrence);  // always the series
+  EXPECT_EQ(series->DateTime(), occurrence);
+  EXPECT_EQ(part->PartDateTime(), other);
+}
+
+}  // namespace
+}  // namespace orncal
