@@ -5,18 +5,9 @@
 #include <utility>
 
 #include "orncalendar/orncalendar.h"
+#include "support/test_env.h"
 
 namespace orncal::testing {
-
-// The run-time error number a call raises, 0 when it raises none.
-inline int32_t ErrorOf(auto&& call) {
-  try {
-    call();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
 
 // A recurring period that reaches exactly the months (FileLongs) it names,
 // starts at `first` and, when `eternal`, never ends. It stands in for the
