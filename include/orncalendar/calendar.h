@@ -30,6 +30,55 @@ struct MonthFileOptions {
   bool OnlyLoaded = false;
 };
 
+// The switches and flag masks of the period queries. A mask test "above
+// zero" is a signed 32-bit test, so bit 31 alone neither excludes through
+// NotFlags nor satisfies OrFlags.
+struct QueryOptions {
+  // A recurring appointment yields one entry (a part) per occurrence.
+  bool SeperateSerials = true;
+  bool AlsoAllDay = true;
+  bool OnlyAllDay = false;
+  // Select by the remind moment (start + RemindAt seconds) instead of the
+  // period, and only appointments that remind.
+  bool UseRemindTime = false;
+  // Every bit of Flags must be set.
+  int32_t Flags = 0;
+  // No bit of NotFlags may be set (by default invisible ones stay out).
+  int32_t NotFlags = 1;
+  // At least one bit of OrFlags must be set (0 = no test).
+  int32_t OrFlags = 0;
+  // Not all bits of NotAndFlags may be set at once (0 = no test).
+  int32_t NotAndFlags = 0;
+  // Leave out links whose appointment is in the result already; without it
+  // links are replaced by their appointment.
+  bool RemoveDoubles = false;
+};
+
+struct FindOptions {
+  // > 0 forwards only, 0 both ways, < 0 backwards only.
+  int16_t Direction = 0;
+  // Where the search starts; 0 = now.
+  Date StartAt = 0;
+  bool SeperateSerials = true;
+  bool AlsoAllDay = true;
+  bool OnlyAllDay = false;
+  int32_t Flags = 0;
+  int32_t NotFlags = 1;
+  int32_t OrFlags = 0;
+  int32_t NotAndFlags = 0;
+};
+
+struct NewAppointmentOptions {
+  // 0 means not given.
+  Date StartDateTime = 0;
+  Date EndDateTime = 0;
+  // An all-day appointment is given by its last day: it ends at midnight
+  // after EndDateTime.
+  bool AllDay = false;
+  // File the appointment at once (when a start is given).
+  bool SaveNow = true;
+};
+
 class Calendar : public std::enable_shared_from_this<Calendar> {
   struct Key {
     explicit Key() = default;
@@ -48,6 +97,34 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
 
   // The data folder: trimmed (and lower-cased on Windows).
   const std::string& Path() const;
+
+  // Every appointment that meets the period [start, end), after the
+  // switches and flag masks. Months ascending, within a month in file order;
+  // use Appointments::Sort for time order. An appointment reaching into
+  // several months of the period stands once per month.
+  AppointmentsPtr AllAppointmentsInPeriod(const DateTimeNormal& Period,
+                                          const QueryOptions& options = {});
+
+  // A new appointment with a simple period, filed (with SaveNow and a start)
+  // into the months it reaches; the object returned is the one the month
+  // file holds. Without dates it is not filed.
+  AppointmentPtr Appointment(const NewAppointmentOptions& options = {});
+
+  // The appointment with the title ApmName (whole title, blind to case and
+  // surrounding spaces) nearest to StartAt, searched month by month within
+  // the months on disk, for at most five seconds; nullptr when none.
+  AppointmentPtr FindAppointment(std::string_view ApmName, const FindOptions& options = {});
+
+  // The reminders due since the last poll, each handed out once: the
+  // appointments whose remind moment has come and the special remind times
+  // that are due. Out_Appointments is replaced only when something is due.
+  bool GetRemindAppointments(CollectionPtr<AppointmentPtr>& Out_Appointments);
+
+  // The extra remind times (the live collection).
+  CollectionPtr<SpecialRemindTimePtr> SpecialRemindTimes() const;
+
+  // The calendar's event source.
+  NotificatorPtr Notificator() const;
 
   // Writes every changed month file, in the order the months were first
   // used.
@@ -96,13 +173,23 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
   // entry itself and the links to it. Its number is reserved in each file
   // for re-filing. Unless Remote, the other processes are told.
   void DetachAppointment(const AppointmentPtr& appointment, bool Remote);
-  // Files an appointment: a copy goes into the month of its first date
-  // (unless that file already holds this very object), links into every
-  // other listed month its period reaches. `appointment` is replaced by the
+  // Files an appointment into the month of its first date (unless that file
+  // already holds this very object) and links into every other listed month
+  // its period reaches. A real appointment that no month file holds is
+  // filed itself; anything else as a copy. `appointment` is replaced by the
   // appointment the month file holds. Unless Remote, the other processes
   // are told; when Remote and the numbers disagree, "UNSTIMMIGKEIT!!!" is
   // shown.
   void AttachAppointment(AppointmentPtr& appointment, bool Remote);
+  // Whether the month file the appointment names holds this very object
+  // under its number (only loaded months are asked).
+  bool IsFiled(const orncal::Appointment& appointment);
+
+  // The query engine behind AllAppointmentsInPeriod and FindAppointment:
+  // ApmName, when not empty, keeps only appointments whose trimmed,
+  // lower-cased title equals it.
+  AppointmentsPtr QueryPeriod(const DateTimeNormal& Period, const QueryOptions& options,
+                              std::string_view ApmName);
 
   struct State;
   State& Internal() { return *state_; }
@@ -121,6 +208,9 @@ class CalendarMain {
   CalendarPtr Calendar() const;
   // A second name for Calendar().
   CalendarPtr Calend() const;
+
+  // Calendar()->Appointment(options).
+  AppointmentPtr Appointment(const NewAppointmentOptions& options = {}) const;
 
   // Whether the collection holds an entry under the key (or at the 1-based
   // position); never raises.

@@ -15,3 +15,4 @@
 #include "orncalendar/notificator.h"
 #include "orncalendar/ole_date.h"
 #include "orncalendar/platform.h"
+#include "orncalendar/special_remind_time.h"

@@ -3,7 +3,9 @@
 
 #include "core/calendar_state.h"
 #include "core/shared_calendar.h"
+#include "orncalendar/notificator.h"
 #include "orncalendar/platform.h"
+#include "orncalendar/special_remind_time.h"
 #include "platform/file_system.h"
 #include "platform/system.h"
 
@@ -68,8 +70,20 @@ void Calendar::InitCalendar(std::string_view dataFolder) {
   s.notifier = core::MakeNotifierServer();
   s.notifier->RegisterCalendar(core::InstanceID(), s.path);
   ScanMonthFiles();
+  s.notificator = Notificator::New();
+  s.notificator->SetCalendar(shared_from_this());
+  // Any change signalled to the clients restarts the reminder scan.
+  s.notificator->Subscribe(Notificator::Event::kChange, [weak = weak_from_this()] {
+    if (CalendarPtr self = weak.lock()) self->ResetRemindScan();
+  });
   s.tasks_file_path = s.path + platform::kPathSeparator + "tasks.xtf";
   s.initialized = true;
+}
+
+NotificatorPtr Calendar::Notificator() const { return state_->notificator; }
+
+CollectionPtr<SpecialRemindTimePtr> Calendar::SpecialRemindTimes() const {
+  return state_->special_remind_times;
 }
 
 void Calendar::ScanMonthFiles() {
@@ -94,8 +108,8 @@ void Calendar::Release() {
   // a calendar other than the shared one drops its caches.
   if (--state_->client_count <= 0) {
     state_->files = std::make_shared<Collection<FilePtr>>();
-    // The special remind times, categories and tasks go here too once the
-    // calendar holds them.
+    state_->special_remind_times = std::make_shared<Collection<SpecialRemindTimePtr>>();
+    // The categories and tasks go here too once the calendar holds them.
   }
 }
 

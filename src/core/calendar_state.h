@@ -23,9 +23,16 @@ struct Calendar::State {
   bool initialized = false;
   std::string tasks_file_path;
 
-  // Reminder scan (see GetRemindAppointments).
+  // Reminder scan (see GetRemindAppointments): the hour the cache was
+  // filled in, the moment up to which reminders were handed out, and the
+  // appointments that may still remind in this hour.
   int32_t remind_scan_hour = -1;
   Date remind_scan_from = 0;
+  CollectionPtr<AppointmentPtr> remind_cache;
+  CollectionPtr<SpecialRemindTimePtr> special_remind_times =
+      std::make_shared<Collection<SpecialRemindTimePtr>>();
+
+  NotificatorPtr notificator;
 
   int32_t client_count = 0;
   std::shared_ptr<core::NotifierServer> notifier;

@@ -211,6 +211,17 @@ AppointmentPtr Calendar::GetAppointment(int32_t File, int32_t ID) {
   }
 }
 
+bool Calendar::IsFiled(const orncal::Appointment& appointment) {
+  if (appointment.ID() == 0) return false;
+  try {
+    FilePtr file = GetMonthFile(ByFileLong(appointment.File()), {.OnlyLoaded = true});
+    AppointmentsPtr list = file ? file->Appointments() : nullptr;
+    return list && list->ItemByID(appointment.ID()).get() == &appointment;
+  } catch (const Error&) {
+    return false;
+  }
+}
+
 void Calendar::DetachAppointment(const AppointmentPtr& appointment, bool Remote) {
   State& s = *state_;
   const DateTimePtr period = PeriodOf(*appointment);
@@ -245,17 +256,26 @@ void Calendar::AttachAppointment(AppointmentPtr& appointment, bool Remote) {
 
   AppointmentPtr stored = appointment;
   if (!Holds(home_list, appointment)) {
-    AppointmentRealPtr copy = AppointmentReal::New();
-    copy->CopyFrom(*appointment);
+    // A real appointment that no month file holds (a new one, or one taken
+    // out by DetachAppointment to be moved) is filed itself, so that the
+    // client's object stays the stored one. Anything else is filed as a
+    // copy.
+    auto real = std::dynamic_pointer_cast<AppointmentReal>(appointment);
+    if (real && !IsFiled(*real)) {
+      real->SetChanged(true);
+    } else {
+      real = AppointmentReal::New();
+      real->CopyFrom(*appointment);
+    }
     const int32_t id = home->GetEmptyID();
-    copy->SetID(id);
-    copy->SetFile(home->FileLong());
-    copy->SetOwnerCalendar(shared_from_this());
-    home_list.AddKeyed(copy);
-    home->SetChanged(true);
     // The other process numbered the appointment already; both should agree.
     if (Remote && id != appointment->ID()) ShowMessage("UNSTIMMIGKEIT!!!");
-    stored = std::move(copy);
+    real->SetID(id);
+    real->SetFile(home->FileLong());
+    real->SetOwnerCalendar(shared_from_this());
+    home_list.AddKeyed(real);
+    home->SetChanged(true);
+    stored = std::move(real);
   }
 
   const std::vector<int32_t> months(s.all_files->begin(), s.all_files->end());

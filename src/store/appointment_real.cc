@@ -9,6 +9,8 @@
 #include "orncalendar/date_time_serial.h"
 #include "orncalendar/error.h"
 #include "orncalendar/file.h"
+#include "orncalendar/notificator.h"
+#include "orncalendar/special_remind_time.h"
 
 namespace orncal {
 namespace {
@@ -26,6 +28,11 @@ auto& TagEntry(Vector& entries, int32_t index) {
 CalendarPtr Require(CalendarPtr calendar) {
   if (!calendar) throw Error(ErrorNumber::kObjectNotSet);
   return calendar;
+}
+
+// Tells the clients of every process that the calendar's data changed.
+void RaiseChange(Calendar& calendar) {
+  if (NotificatorPtr events = calendar.Notificator()) events->RaiseChange({.AllInstances = true});
 }
 
 }  // namespace
@@ -74,24 +81,28 @@ void AppointmentReal::BeforeDateTimeChange() {
 void AppointmentReal::AfterDateTimeChange() {
   changed_ = true;
   AppointmentPtr stored = shared_from_this();
-  Require(OwnerCalendar())->AttachAppointment(stored, false);
-  // The calendar's Notificator raises its Change event here (to every
-  // process) once it exists.
+  CalendarPtr calendar = Require(OwnerCalendar());
+  calendar->AttachAppointment(stored, false);
+  RaiseChange(*calendar);
 }
 
 void AppointmentReal::Remove() {
   BeforeDateTimeChange();
-  // Here the calendar's Notificator raises its Change event (to every
-  // process), and the special remind times of this appointment are dropped,
-  // once both exist.
+  CalendarPtr calendar = Require(OwnerCalendar());
+  RaiseChange(*calendar);
+  // Its extra reminders go with it.
+  Collection<SpecialRemindTimePtr>& special = *calendar->SpecialRemindTimes();
+  for (int32_t i = special.Count(); i >= 1; --i) {
+    const SpecialRemindTimePtr& record = special.Item(i);
+    if (record && record->Appointment().get() == this) special.Remove(i);
+  }
 }
 
 void AppointmentReal::NotifyChange() {
   changed_ = true;
   CalendarPtr calendar = Require(OwnerCalendar());
   calendar->Internal().Notifier().NotifyDoChange(core::InstanceID(), *this, calendar->Path());
-  // The calendar's Notificator raises its Change event here (to every
-  // process) once it exists.
+  RaiseChange(*calendar);
 }
 
 bool AppointmentReal::Exists() {

@@ -43,13 +43,13 @@ class FilingTest : public testing::RecordingCalendarTest {
   CalendarPtr calendar_;
 };
 
-TEST_F(FilingTest, AttachStoresACopyInTheFirstMonthAndLinksTheOthersItReaches) {
+TEST_F(FilingTest, AttachFilesAFreeAppointmentInItsFirstMonthAndLinksTheOthersItReaches) {
   Month(7)->ResolveLinks();
   AppointmentRealPtr trip = Trip();
   AppointmentPtr stored = trip;
   calendar_->AttachAppointment(stored, false);
   EXPECT_EQ(notifier_->sent.back(), "DoWrite 200805/2");
-  ASSERT_NE(stored, trip);  // the caller goes on with what May holds
+  EXPECT_EQ(stored, trip);  // the caller's object is the one May holds
   EXPECT_EQ(Entry(5, 2), stored);
   EXPECT_EQ(stored->File(), 200805);
   EXPECT_TRUE(stored->Changed());
@@ -66,6 +66,21 @@ TEST_F(FilingTest, AttachStoresACopyInTheFirstMonthAndLinksTheOthersItReaches) {
     EXPECT_EQ(link.DestinationAppointment(), month == 7 ? stored : nullptr);
   }
   EXPECT_EQ(Month(9)->Appointments()->Count(), 1);
+}
+
+TEST_F(FilingTest, AnAppointmentAnotherMonthHoldsIsFiledAsACopy) {
+  AppointmentPtr stored = Trip();
+  calendar_->AttachAppointment(stored, false);
+  stored->SetProject("Kunde A");
+  // Moved without being taken out first: May keeps it, September gets a copy.
+  AppointmentPtr moved = stored;
+  moved->SetDateTime(DateTimeNormal::New(kMay20 + 120, kMay20 + 121));
+  calendar_->AttachAppointment(moved, false);
+  ASSERT_NE(moved, stored);
+  EXPECT_EQ(moved->File(), 200809);
+  EXPECT_EQ(Entry(5, 2), stored);
+  EXPECT_EQ(moved->Title(), "Reise");
+  EXPECT_EQ(moved->Project(), "");  // the copy keeps its own (empty) project
 }
 
 TEST_F(FilingTest, DetachTakesOutTheAppointmentAndItsLinksAndKeepsTheirNumbers) {
