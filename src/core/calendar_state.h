@@ -27,6 +27,7 @@ struct Calendar::State {
   // filled in, the moment up to which reminders were handed out, and the
   // appointments that may still remind in this hour.
   int32_t remind_scan_hour = -1;
+  Date remind_scan_day = 0;
   Date remind_scan_from = 0;
   CollectionPtr<AppointmentPtr> remind_cache;
   CollectionPtr<SpecialRemindTimePtr> special_remind_times =

@@ -50,7 +50,8 @@ void Collect(const AppointmentPtr& a, const DateTimeNormal& slice, const DateTim
   DateTimePtr when = a->DateTime();
   if (!when) return;
   PeriodsPtr occurrences;
-  if (!when->OverLapsWith(slice, {.Out_Periods = &occurrences, .ReturnPeriods = o.SeperateSerials})) {
+  if (!when->OverLapsWith(slice,
+                          {.Out_Periods = &occurrences, .ReturnPeriods = o.SeperateSerials})) {
     return;
   }
   if (when->DateTimeType() != 1 && o.SeperateSerials) {
@@ -112,7 +113,8 @@ AppointmentsPtr Calendar::QueryPeriod(const DateTimeNormal& Period, const QueryO
                              : DateTimeNormal::New(first ? start : DateFromParts(year, month, 1),
                                                    final ? search->EndDateTime()
                                                          : DateFromParts(year, month + 1, 1));
-          FilePtr file = GetMonthFile(MonthRef{.Month = month, .Year = year}, {.ResolveLinks = true});
+          FilePtr file =
+              GetMonthFile(MonthRef{.Month = month, .Year = year}, {.ResolveLinks = true});
           AppointmentsPtr list = file ? file->Appointments() : nullptr;
           if (!list) continue;
           for (const AppointmentPtr& a : *list) {

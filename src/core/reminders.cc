@@ -27,11 +27,15 @@ bool Calendar::GetRemindAppointments(CollectionPtr<AppointmentPtr>& Out_Appointm
   State& s = *state_;
   const Date now = CurrentClock().Now();
   const int32_t hour = HourOf(now);
-  if (hour != s.remind_scan_hour || s.remind_scan_hour == -1) {
+  const Date day = DayPart(now);
+  // The cache holds the current hour of the current day: a poll a day later
+  // in the same hour of the clock fills it anew too.
+  if (hour != s.remind_scan_hour || s.remind_scan_hour == -1 || day != s.remind_scan_day) {
     // Everything that may remind from the last poll to the end of this hour,
     // whatever its flags.
-    DateTimeNormalPtr fill = DateTimeNormal::New(s.remind_scan_from, DayPart(now) + (hour + 1) / 24.0);
+    DateTimeNormalPtr fill = DateTimeNormal::New(s.remind_scan_from, day + (hour + 1) / 24.0);
     s.remind_scan_hour = hour;
+    s.remind_scan_day = day;
     s.remind_cache = AllAppointmentsInPeriod(*fill, {.SeperateSerials = true,
                                                      .AlsoAllDay = true,
                                                      .OnlyAllDay = false,

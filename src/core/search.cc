@@ -96,8 +96,8 @@ AppointmentPtr Calendar::FindAppointment(std::string_view ApmName, const FindOpt
         if (ahead->StartDateTime() >= forward_limit) return nullptr;
       }
       if (backwards) {
-        behind = DateTimeNormal::New(FirstOfMonth(behind->StartDateTime() - 1),
-                                     behind->StartDateTime());
+        behind =
+            DateTimeNormal::New(FirstOfMonth(behind->StartDateTime() - 1), behind->StartDateTime());
         if (behind->EndDateTime() <= backward_limit) return nullptr;
       }
       if (CurrentClock().Timer() - started >= kBudgetSeconds) return nullptr;

@@ -106,20 +106,28 @@ TEST_F(FilingTest, DetachTakesOutTheAppointmentAndItsLinksAndKeepsTheirNumbers) 
 TEST_F(FilingTest, TheAppointmentsOwnMembersFileAndUnfileIt) {
   Month(6)->ResolveLinks();
   AppointmentRealPtr trip = Trip();
-  const size_t sent = notifier_->sent.size();
+  const size_t unfiled = notifier_->sent.size();
   trip->BeforeDateTimeChange();  // not filed yet: nothing to take out
-  EXPECT_EQ(notifier_->sent.size(), sent);
+  EXPECT_EQ(notifier_->sent.size(), unfiled);
   trip->AfterDateTimeChange();
   AppointmentPtr stored = Entry(5, 2);
-  ASSERT_TRUE(stored);
+  ASSERT_EQ(stored, trip);
   EXPECT_TRUE(stored->Exists());
+  using V = std::vector<std::string>;
+  auto sent_since = [&](size_t from) {
+    return V(notifier_->sent.begin() + from, notifier_->sent.end());
+  };
+  // Every change is also announced to the clients of every process.
+  EXPECT_EQ(sent_since(notifier_->sent.size() - 2), (V{"DoWrite 200805/2", "AnythingChanged"}));
   stored->SetChanged(false);
+  size_t before = notifier_->sent.size();
   stored->NotifyChange();
   EXPECT_TRUE(stored->Changed());
-  EXPECT_EQ(notifier_->sent.back(), "DoChange 200805/2");
+  EXPECT_EQ(sent_since(before), (V{"DoChange 200805/2", "AnythingChanged"}));
 
+  before = notifier_->sent.size();
   Entry(6, 2)->Remove();  // a link forwards the removal
-  EXPECT_EQ(notifier_->sent.back(), "DoDelete 200805/2");
+  EXPECT_EQ(sent_since(before), (V{"DoDelete 200805/2", "AnythingChanged"}));
   EXPECT_FALSE(stored->Exists());
   EXPECT_EQ(Entry(6, 2), nullptr);
 }

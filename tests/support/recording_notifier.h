@@ -36,6 +36,9 @@ class RecordingNotifier : public core::SilentNotifierServer {
   void NotifyDoWrite(int32_t, const Appointment& a, const std::string& path) override {
     Record("DoWrite " + Name(a), path);
   }
+  void NotifyAnythingChanged(int32_t, const std::string& path) override {
+    Record("AnythingChanged", path);
+  }
 
   // Makes every calendar initialised from now on use `notifier`, until the
   // object goes.
