@@ -55,7 +55,8 @@ class CalendarOpsTest : public RecordingCalendarTest {
 
   static std::vector<std::string> Titles(const AppointmentsPtr& list) {
     std::vector<std::string> titles;
-    for (const AppointmentPtr& a : *list) titles.push_back(a->Title());
+    for (const AppointmentPtr& a : *list)
+      titles.push_back(a->Title());
     return titles;
   }
 

@@ -13,8 +13,8 @@ using testing::Day;
 class NewAppointmentTest : public testing::CalendarOpsTest {};
 
 TEST_F(NewAppointmentTest, IsFiledInItsFirstMonthAndIsTheObjectTheFileHolds) {
-  AppointmentPtr a =
-      calendar_->Appointment({.StartDateTime = At(2008, 5, 20, 9), .EndDateTime = At(2008, 5, 20, 10)});
+  AppointmentPtr a = calendar_->Appointment(
+      {.StartDateTime = At(2008, 5, 20, 9), .EndDateTime = At(2008, 5, 20, 10)});
   EXPECT_EQ(a->File(), 200805);
   EXPECT_EQ(a->ID(), 1);
   EXPECT_EQ(calendar_->GetAppointment(200805, 1), a);
@@ -31,7 +31,8 @@ TEST_F(NewAppointmentTest, DatesFollowTheAllDayAndZeroRules) {
     return std::pair(p->StartDateTime(), p->EndDateTime());
   };
   const Date d1 = Day(2008, 5, 20), d2 = Day(2008, 5, 22);
-  EXPECT_EQ(period({.StartDateTime = d1, .EndDateTime = d2, .AllDay = true}), std::pair(d1, d2 + 1));
+  EXPECT_EQ(period({.StartDateTime = d1, .EndDateTime = d2, .AllDay = true}),
+            std::pair(d1, d2 + 1));
   EXPECT_EQ(period({.StartDateTime = d1, .EndDateTime = d2}), std::pair(d1, d2));
   EXPECT_EQ(period({.StartDateTime = d1, .AllDay = true}), std::pair(d1, d1));
   EXPECT_EQ(period({.EndDateTime = d2}), std::pair(Date{0}, d2));
@@ -41,7 +42,8 @@ TEST_F(NewAppointmentTest, WithoutAStartOrWithoutSaveNowNothingIsFiled) {
   AppointmentPtr empty = calendar_->Appointment();
   EXPECT_EQ(empty->ID(), 0);
   EXPECT_EQ(empty->DateTime()->DateTimeType(), 1);
-  AppointmentPtr later = calendar_->Appointment({.StartDateTime = Day(2008, 5, 20), .SaveNow = false});
+  AppointmentPtr later =
+      calendar_->Appointment({.StartDateTime = Day(2008, 5, 20), .SaveNow = false});
   EXPECT_EQ(later->ID(), 0);
   EXPECT_EQ(calendar_->Files()->Count(), 0);
   EXPECT_TRUE(notifier_->sent.empty());
@@ -83,7 +85,8 @@ TEST_F(NewAppointmentTest, RemovingTakesItsLinksAndExtraRemindersAlong) {
 
 TEST_F(NewAppointmentTest, ChangesRaiseChangeHereAndRestartTheReminderScan) {
   int changes = 0;
-  ScopedSubscription watch(calendar_->Notificator(), Notificator::Event::kChange, [&] { ++changes; });
+  ScopedSubscription watch(calendar_->Notificator(), Notificator::Event::kChange,
+                           [&] { ++changes; });
   AppointmentPtr a = Make("x", At(2008, 5, 20, 9), At(2008, 5, 20, 10));
   EXPECT_EQ(changes, 1);
   clock_.clock().Advance(600);
@@ -113,7 +116,8 @@ TEST_F(NewAppointmentTest, SavedMonthsReadBackInANewCalendarWithTheirLinks) {
   EXPECT_EQ(Titles(after), before);
   FilePtr june = reopened->GetMonthFile(MonthRef{.FileLong = 200806});
   int32_t links = 0;
-  for (const AppointmentPtr& entry : *june->Appointments()) links += entry->AppointmentType() == 2;
+  for (const AppointmentPtr& entry : *june->Appointments())
+    links += entry->AppointmentType() == 2;
   EXPECT_EQ(links, 2);  // to the long appointment and to the series
 }
 

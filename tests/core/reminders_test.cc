@@ -27,7 +27,8 @@ class RemindersTest : public testing::CalendarOpsTest {
   std::vector<std::string> Due() const {
     std::vector<std::string> titles;
     if (due_) {
-      for (const AppointmentPtr& a : *due_) titles.push_back(a->Title());
+      for (const AppointmentPtr& a : *due_)
+        titles.push_back(a->Title());
     }
     return titles;
   }
