@@ -49,12 +49,14 @@ void Collect(const AppointmentPtr& a, const DateTimeNormal& slice, const DateTim
   if (!PassesFlags(a->Flags(), o) || !PassesSwitches(*a, o)) return;
   DateTimePtr when = a->DateTime();
   if (!when) return;
+  // Only the occurrences of a series are used; a simple period would hand
+  // back just itself, so it is not asked to.
+  const bool separate = when->DateTimeType() != 1 && o.SeperateSerials;
   PeriodsPtr occurrences;
-  if (!when->OverLapsWith(slice,
-                          {.Out_Periods = &occurrences, .ReturnPeriods = o.SeperateSerials})) {
+  if (!when->OverLapsWith(slice, {.Out_Periods = &occurrences, .ReturnPeriods = separate})) {
     return;
   }
-  if (when->DateTimeType() != 1 && o.SeperateSerials) {
+  if (separate) {
     // One part per occurrence, carrying the occurrence as its own period.
     for (const DateTimeNormalPtr& occurrence : *occurrences) {
       if (o.UseRemindTime &&

@@ -1,0 +1,1 @@
+orncal_bench(calendar_bench calendar_bench.cc)
