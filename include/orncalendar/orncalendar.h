@@ -15,4 +15,4 @@
 #include "orncalendar/notificator.h"
 #include "orncalendar/ole_date.h"
 #include "orncalendar/platform.h"
-#include "orncalendar/special_remind_time.h"
+#include "orncalendar/remind_times.h"

@@ -5,7 +5,7 @@
 #include "core/shared_calendar.h"
 #include "orncalendar/notificator.h"
 #include "orncalendar/platform.h"
-#include "orncalendar/special_remind_time.h"
+#include "orncalendar/remind_times.h"
 #include "platform/file_system.h"
 #include "platform/system.h"
 

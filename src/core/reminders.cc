@@ -9,7 +9,7 @@
 #include "orncalendar/date_time.h"
 #include "orncalendar/ole_date.h"
 #include "orncalendar/platform.h"
-#include "orncalendar/special_remind_time.h"
+#include "orncalendar/remind_times.h"
 
 namespace orncal {
 namespace {

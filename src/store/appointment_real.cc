@@ -10,7 +10,7 @@
 #include "orncalendar/error.h"
 #include "orncalendar/file.h"
 #include "orncalendar/notificator.h"
-#include "orncalendar/special_remind_time.h"
+#include "orncalendar/remind_times.h"
 
 namespace orncal {
 namespace {

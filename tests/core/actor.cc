@@ -23,7 +23,8 @@ Date Day(int32_t y, int32_t m, int32_t d) { return DateFromParts(y, m, d); }
 Date At(int32_t y, int32_t m, int32_t d, int32_t h) { return Day(y, m, d) + h / 24.0; }
 
 AppointmentPtr Make(Calendar& calendar, const char* title, Date start, Date end, bool allDay) {
-  AppointmentPtr a = calendar.Appointment({.StartDateTime = start, .EndDateTime = end, .AllDay = allDay});
+  AppointmentPtr a =
+      calendar.Appointment({.StartDateTime = start, .EndDateTime = end, .AllDay = allDay});
   a->SetTitle(title);
   a->NotifyChange();
   return a;
@@ -65,13 +66,14 @@ std::string Number(double value) {
 }
 
 void Report(Calendar& calendar, std::ostream& out) {
-  const std::pair<Date, Date> periods[] = {
-      {Day(2008, 4, 1), Day(2008, 9, 1)}, {Day(2008, 6, 1), Day(2008, 7, 1)}};
+  const std::pair<Date, Date> periods[] = {{Day(2008, 4, 1), Day(2008, 9, 1)},
+                                           {Day(2008, 6, 1), Day(2008, 7, 1)}};
   for (const auto& [from, to] : periods) {
     for (bool separate : {true, false}) {
-      out << "query " << Number(from) << " " << Number(to) << (separate ? " parts" : " whole") << "\n";
-      AppointmentsPtr result = calendar.AllAppointmentsInPeriod(
-          *DateTimeNormal::New(from, to), {.SeperateSerials = separate});
+      out << "query " << Number(from) << " " << Number(to) << (separate ? " parts" : " whole")
+          << "\n";
+      AppointmentsPtr result = calendar.AllAppointmentsInPeriod(*DateTimeNormal::New(from, to),
+                                                                {.SeperateSerials = separate});
       for (const AppointmentPtr& a : *result) {
         out << "  " << a->AppointmentType() << " " << a->File() << "/" << a->ID() << " "
             << a->Title() << " " << Number(a->DateTime()->StartDateTime()) << " "
