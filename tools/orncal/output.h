@@ -2,10 +2,9 @@
 // readable table.
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
-
-#include <nlohmann/json.hpp>
 
 #include "orncalendar/fwd.h"
 #include "orncalendar/month_file.h"
