@@ -132,7 +132,8 @@ CommandLine ParseCommandLine(int argc, const char* const* argv) {
       ->type_name("N");
   list->add_flag("--remove-doubles", remove_doubles,
                  "Keep links instead of their appointments and drop the doubles");
-  list->add_flag("--sort", sort, "All-day entries first, then by start");
+  list->add_flag("--sort", sort,
+                 "All-day entries first, then by start (an occurrence by its series' own period)");
   list->add_flag("--json", list_json, "Print {\"appointments\": [...]} instead of a table");
 
   CLI::App* dump = app.add_subcommand("dump", "Decode one month file (*.xmf) without a calendar");
