@@ -1,7 +1,8 @@
 # The two commands of the README, and a few more.
 #   make test   install what is missing, build, run every test (native, then
 #               the Windows build under Wine)
-#   make run    the main job: the calendar from the command line
+#   make run    the main job: this week's appointments on the default data
+#               folder (orncal list, Monday 00:00 to the next Monday 00:00)
 SHELL := /bin/bash
 BUILD ?= build
 ASAN_BUILD ?= build-asan
@@ -34,7 +35,8 @@ test: test-native
 	@$(MAKE) --no-print-directory test-windows
 
 run: build
-	@./$(BUILD)/tools/orncal/orncal
+	@monday=$$(date -d "-$$(( $$(date +%u) - 1 )) days" +%F) && \
+	  ./$(BUILD)/tools/orncal/orncal list --from "$$monday" --to "$$(date -d "$$monday 7 days" +%F)"
 
 format:
 	@git ls-files '*.cc' '*.h' | xargs clang-format -i

@@ -1,5 +1,6 @@
 // What the library needs from its host: where its messages go and what time
-// it is. Both can be replaced by the client (and are, in the tests).
+// it is. Both can be replaced by the client (and are, in the tests). Hosts
+// may also set the environment the calendar starts from.
 #pragma once
 
 #include <functional>
@@ -66,5 +67,13 @@ class ManualClock : public Clock {
 // that was installed before.
 std::shared_ptr<Clock> SetClock(std::shared_ptr<Clock> clock);
 const Clock& CurrentClock();
+
+// ------------------------------------------------------------- environment
+
+// Sets an environment variable of this process (the bytes as given). A
+// host that wants the calendar on another application-data folder sets
+// XDG_DATA_HOME before the first CalendarMain; on Windows the shell decides
+// the folder and that variable has no effect.
+void SetProcessEnv(std::string_view name, std::string_view value);
 
 }  // namespace orncal
