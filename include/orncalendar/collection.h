@@ -60,9 +60,15 @@ class Collection {
 
   int32_t Count() const noexcept { return static_cast<int32_t>(slots_.size()); }
   bool Empty() const noexcept { return slots_.empty(); }
+  // Changes with every addition and removal, so that what was worked out
+  // from the collection can tell whether it still holds.
+  uint64_t Version() const noexcept { return version_; }
 
   // Appends an entry without a key.
-  void Add(T item) { slots_.push_back(Slot{std::move(item), {}}); }
+  void Add(T item) {
+    slots_.push_back(Slot{std::move(item), {}});
+    ++version_;
+  }
 
   // Appends an entry under a key; a key already in use raises error 457.
   // An empty key means no key.
@@ -72,11 +78,11 @@ class Collection {
     auto [pos, inserted] = index_.try_emplace(folded, slots_.size());
     if (!inserted) throw Error(ErrorNumber::kDuplicateKey);
     slots_.push_back(Slot{std::move(item), pos->first});
+    ++version_;
   }
 
   // The entry at a 1-based position; an unknown position raises error 9.
   const T& Item(int32_t index) const { return slots_[CheckedPosition(index)].value; }
-  T& Item(int32_t index) { return slots_[CheckedPosition(index)].value; }
 
   // The entry under a key; an unknown key raises error 5.
   const T& Item(std::string_view key) const {
@@ -89,9 +95,6 @@ class Collection {
   const T* Find(std::string_view key) const {
     auto it = index_.find(Fold(key));
     return it == index_.end() ? nullptr : &slots_[it->second].value;
-  }
-  T* Find(std::string_view key) {
-    return const_cast<T*>(static_cast<const Collection*>(this)->Find(key));
   }
   bool Exists(std::string_view key) const { return Find(key) != nullptr; }
 
@@ -114,6 +117,7 @@ class Collection {
   void Clear() {
     slots_.clear();
     index_.clear();
+    ++version_;
   }
 
   const_iterator begin() const { return const_iterator(slots_.begin()); }
@@ -134,6 +138,7 @@ class Collection {
   }
 
   void Erase(size_t pos) {
+    ++version_;
     if (!slots_[pos].key.empty()) index_.erase(slots_[pos].key);
     slots_.erase(slots_.begin() + static_cast<std::ptrdiff_t>(pos));
     for (size_t i = pos; i < slots_.size(); ++i) {
@@ -143,6 +148,7 @@ class Collection {
 
   std::vector<Slot> slots_;
   std::unordered_map<std::string, size_t> index_;
+  uint64_t version_ = 0;
 };
 
 }  // namespace orncal

@@ -108,6 +108,7 @@ void Calendar::Release() {
   // a calendar other than the shared one drops its caches.
   if (--state_->client_count <= 0) {
     state_->files = std::make_shared<Collection<FilePtr>>();
+    state_->reach.Clear();
     state_->special_remind_times = std::make_shared<Collection<SpecialRemindTimePtr>>();
     // The categories and tasks go here too once the calendar holds them.
   }

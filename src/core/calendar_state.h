@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/notifier.h"
+#include "core/reach_index.h"
 #include "orncalendar/calendar.h"
 #include "orncalendar/collection.h"
 #include "orncalendar/error.h"
@@ -20,6 +21,8 @@ struct Calendar::State {
   CollectionPtr<FilePtr> files = std::make_shared<Collection<FilePtr>>();
   // FileLong of every month file present or created, keyed by its text.
   CollectionPtr<int32_t> all_files = std::make_shared<Collection<int32_t>>();
+  // What CreateMonthFile has to look at in the listed months.
+  core::ReachIndex reach;
   bool initialized = false;
   std::string tasks_file_path;
 

@@ -118,7 +118,7 @@ FilePtr Calendar::GetMonthFile(MonthRef& month, const MonthFileOptions& options)
   // One spelling per month, so that " 200805" and "200805" share a file.
   month.Key = std::to_string(month.FileLong);
 
-  if (FilePtr* cached = s.files->Find(month.Key)) {
+  if (const FilePtr* cached = s.files->Find(month.Key)) {
     FilePtr file = *cached;
     if (!file->LinksResolved() && options.ResolveLinks) file->ResolveLinks();
     return file;
@@ -158,22 +158,19 @@ FilePtr Calendar::CreateMonthFile(int32_t Month, int32_t Year, const std::string
 
   if (file_long > 0) {
     // Every earlier real appointment that reaches into this month gets a
-    // link here, numbered from 1 in the order found.
+    // link here, numbered from 1 in the order found. The index leaves out
+    // the months and appointments that cannot reach this far.
     const DateTimeNormalPtr period = MonthPeriod(Year, Month);
     std::vector<int32_t> earlier;
-    for (int32_t listed : *s.all_files) {
+    for (int32_t listed : s.reach.Months(*s.all_files)) {
       if (listed < file_long) earlier.push_back(listed);
     }
     Appointments& links = ListOf(*file);
     int32_t counter = 0;
     for (int32_t listed : earlier) {
       FilePtr source = GetMonthFile(ByFileLong(listed));
-      const AppointmentsPtr list = source->Appointments();
-      for (int32_t i = 1; list && i <= list->Count(); ++i) {
-        const AppointmentPtr& a = list->Item(i);
-        if (a->AppointmentType() != 1) continue;
-        const DateTimePtr reach = a->DateTime();
-        if (!reach || !reach->OverLapsWith(*period)) continue;
+      for (const AppointmentPtr& a : s.reach.Reaching(*source)) {
+        if (!a->DateTime()->OverLapsWith(*period)) continue;
         AppointmentLinkPtr link = AppointmentLink::New();
         link->SetOutsideID(++counter);
         link->SetOutsideFile(file_long);
@@ -191,7 +188,10 @@ FilePtr Calendar::CreateMonthFile(int32_t Month, int32_t Year, const std::string
   file->SetChanged(Month == now.Month && Year == now.Year);
   s.files->Add(file, key);
   // A month listed before but whose file has gone is listed already.
-  if (!s.all_files->Exists(key)) s.all_files->Add(file_long, key);
+  if (!s.all_files->Exists(key)) {
+    s.all_files->Add(file_long, key);
+    s.reach.MadeLinkOnly(*s.all_files, file_long);
+  }
   return file;
 }
 
@@ -275,6 +275,7 @@ void Calendar::AttachAppointment(AppointmentPtr& appointment, bool Remote) {
     real->SetOwnerCalendar(shared_from_this());
     home_list.AddKeyed(real);
     home->SetChanged(true);
+    s.reach.Filed(home->FileLong());
     stored = std::move(real);
   }
 

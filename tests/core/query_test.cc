@@ -126,5 +126,17 @@ TEST_F(QueryTest, AFailingAppointmentIsLeftOutAndTheRestStands) {
   EXPECT_EQ(Query(std::nan(""), Day(2008, 6, 1))->Count(), 0);
 }
 
+TEST_F(QueryTest, AMonthMadeInMemoryPassesOnWhatIsFiledIntoItLater) {
+  Query(Day(2008, 6, 1), Day(2008, 7, 1));  // June is made, holding nothing
+  AppointmentPtr trip = Make("trip", Day(2008, 6, 20), Day(2008, 8, 10));
+  Make("short", At(2008, 6, 21, 9), At(2008, 6, 21, 10));
+  // July and August are made after the trip was filed into June.
+  AppointmentsPtr later = Query(Day(2008, 7, 1), Day(2008, 9, 1));
+  EXPECT_EQ(Titles(later), (std::vector<std::string>{"trip", "trip"}));
+  EXPECT_EQ(later->Item(2), trip);
+  // A long walk over months without files ends, holding only what reaches.
+  EXPECT_EQ(Titles(Query(Day(2008, 9, 1), Day(2108, 9, 1))), std::vector<std::string>{});
+}
+
 }  // namespace
 }  // namespace orncal
