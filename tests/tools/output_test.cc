@@ -172,7 +172,8 @@ TEST(DumpOutput, RecordsAreShownAsStored) {
     "records": [{"record_type": 1, "outside_id": 4, "title": "Kurs", "notes": "N",
       "category": "K", "all_day": true, "remind": true, "remind_at": -60, "flags": 16,
       "tags": [["Ort", "text", "Halle"]], "project": "", "period_type": 2, "start": 0.75,
-      "end": 0.8125, "series": {"start": 0.75, "end": 0.8125, "series_start": 39573,
+      "end": 0.8125, "series_start": 39573, "series_end": 39643, "mode": 6, "m": -1, "n": 3,
+      "in_month": 11, "weekdays": 16, "eternal": false, "series": {"start": 0.75, "end": 0.8125, "series_start": 39573,
       "series_end": 39643, "mode": 6, "m": -1, "n": 3, "in_month": 11, "weekdays": 16,
       "eternal": false}},
      {"record_type": 2, "outside_id": 9, "dest_file": 200804, "dest_id": 2}]})"));

@@ -240,7 +240,16 @@ Json RecordJson(Appointment& record) {
   j["start"] = when ? NumberOrNull(when->StartDateTime()) : Json(nullptr);
   j["end"] = when ? NumberOrNull(when->EndDateTime()) : Json(nullptr);
   DateTimeSerialPtr series = when ? when->Series() : nullptr;
-  j["series"] = series ? SeriesJson(*series) : Json(nullptr);
+  if (!series) {
+    j["series"] = nullptr;
+    return j;
+  }
+  // The series fields stand in the record itself (its start and end are the
+  // series' own) and, shaped as in list, under "series".
+  Json fields = SeriesJson(*series);
+  for (const auto& [key, value] : fields.items())
+    j[key] = value;
+  j["series"] = std::move(fields);
   return j;
 }
 
