@@ -1,11 +1,13 @@
-#include "orncalendar/ole_date.h"
-
+// OLE dates and the date helpers.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
+#include <tuple>
 
+#include "datetime/helpers.h"
 #include "orncalendar/error.h"
+#include "orncalendar/ole_date.h"
 #include "support/test_env.h"
 
 namespace orncal {
@@ -13,59 +15,45 @@ namespace {
 
 using testing::ErrorOf;
 
-TEST(DateFromParts, KnownDays) {
+TEST(DateFromParts, KnownDaysAndCarriesAcrossMonthAndYearEnds) {
   EXPECT_EQ(DateFromParts(1899, 12, 30), 0);
   EXPECT_EQ(DateFromParts(1900, 1, 1), 2);
   EXPECT_EQ(DateFromParts(2008, 1, 1), 39448);
   EXPECT_EQ(DateFromParts(100, 1, 1), kMinDate);
   EXPECT_EQ(DateFromParts(9999, 12, 31), kMaxDate);
-}
-
-TEST(DateFromParts, CarriesMonthsAndDaysAcrossMonthAndYearEnds) {
-  EXPECT_EQ(DateFromParts(2008, 0, 1), DateFromParts(2007, 12, 1));
-  EXPECT_EQ(DateFromParts(2008, 13, 1), DateFromParts(2009, 1, 1));
-  EXPECT_EQ(DateFromParts(2008, 25, 1), DateFromParts(2010, 1, 1));
-  EXPECT_EQ(DateFromParts(2008, -1, 1), DateFromParts(2007, 11, 1));
-  EXPECT_EQ(DateFromParts(2008, -12, 1), DateFromParts(2006, 12, 1));
-  EXPECT_EQ(DateFromParts(2008, 3, 0), DateFromParts(2008, 2, 29));  // leap year
-  EXPECT_EQ(DateFromParts(2009, 3, 0), DateFromParts(2009, 2, 28));
-  EXPECT_EQ(DateFromParts(2008, 1, 0), DateFromParts(2007, 12, 31));
-  EXPECT_EQ(DateFromParts(2008, 1, 32), DateFromParts(2008, 2, 1));
-  EXPECT_EQ(DateFromParts(2008, 1, 60), DateFromParts(2008, 2, 29));
-  EXPECT_EQ(DateFromParts(2008, 12, 32), DateFromParts(2009, 1, 1));
-  EXPECT_EQ(DateFromParts(2008, 1, -1), DateFromParts(2007, 12, 30));
-  EXPECT_EQ(DateFromParts(2000, 2, 29) + 1, DateFromParts(2000, 3, 1));  // 400-year leap
-  EXPECT_EQ(DateFromParts(1900, 2, 29), DateFromParts(1900, 3, 1));      // 1900 is not
-}
-
-TEST(DateFromParts, ResultsOutsideTheOleRangeRaiseError5) {
+  // {year, month, day} out of range, then the day it stands for. 2008 and
+  // 2000 are leap years, 2009 and 1900 are not.
+  const int32_t carries[][6] = {
+      {2008, 0, 1, 2007, 12, 1},  {2008, 13, 1, 2009, 1, 1},   {2008, 25, 1, 2010, 1, 1},
+      {2008, -1, 1, 2007, 11, 1}, {2008, -12, 1, 2006, 12, 1}, {2008, 3, 0, 2008, 2, 29},
+      {2009, 3, 0, 2009, 2, 28},  {2008, 1, 0, 2007, 12, 31},  {2008, 1, 32, 2008, 2, 1},
+      {2008, 1, 60, 2008, 2, 29}, {2008, 12, 32, 2009, 1, 1},  {2008, 1, -1, 2007, 12, 30},
+      {2000, 2, 30, 2000, 3, 1},  {1900, 2, 29, 1900, 3, 1}};
+  for (const auto& c : carries) {
+    EXPECT_EQ(DateFromParts(c[0], c[1], c[2]), DateFromParts(c[3], c[4], c[5]))
+        << c[0] << "-" << c[1] << "-" << c[2];
+  }
+  // Results outside the OLE range raise error 5.
   EXPECT_EQ(ErrorOf([] { DateFromParts(10000, 1, 1); }), 5);
   EXPECT_EQ(ErrorOf([] { DateFromParts(99, 12, 31); }), 5);
   EXPECT_EQ(ErrorOf([] { DateFromParts(2008, 2147483647, 1); }), 5);
   EXPECT_EQ(ErrorOf([] { DateFromParts(9999, 12, 32); }), 5);
 }
 
-TEST(SplitDate, PartsOfDatesAndTimes) {
+TEST(SplitDate, PartsOfDatesTimesAndNegativeDates) {
   DateParts p = SplitDate(DateFromParts(2008, 2, 29) + TimeFromParts(13, 45, 30));
-  EXPECT_EQ(p.Year, 2008);
-  EXPECT_EQ(p.Month, 2);
-  EXPECT_EQ(p.Day, 29);
-  EXPECT_EQ(p.Hour, 13);
-  EXPECT_EQ(p.Minute, 45);
-  EXPECT_EQ(p.Second, 30);
-}
-
-TEST(SplitDate, NegativeDatesAreReadAsOleReadsThem) {
-  // The whole part is the day, the fraction the time of that day.
-  DateParts p = SplitDate(-1.25);
-  EXPECT_EQ(p.Year, 1899);
-  EXPECT_EQ(p.Month, 12);
-  EXPECT_EQ(p.Day, 29);
-  EXPECT_EQ(p.Hour, 6);
+  EXPECT_EQ(std::tuple(p.Year, p.Month, p.Day, p.Hour, p.Minute, p.Second),
+            std::tuple(2008, 2, 29, 13, 45, 30));
+  // Negative dates: the whole part is the day, the fraction the time of that day.
+  p = SplitDate(-1.25);
+  EXPECT_EQ(std::tuple(p.Year, p.Month, p.Day, p.Hour), std::tuple(1899, 12, 29, 6));
   EXPECT_EQ(DayOf(-0.5), 30);  // still 30 December, at noon
   EXPECT_EQ(HourOf(-0.5), 12);
   EXPECT_EQ(DayOf(-1), 29);
   EXPECT_EQ(YearOf(kMinDate), 100);
+  EXPECT_EQ(DayPart(39448.75), 39448);
+  EXPECT_EQ(DayPart(-1.25), -1);
+  EXPECT_FALSE(std::signbit(DayPart(-0.5)));
 }
 
 TEST(SplitDate, TimesRoundToTheNearestSecond) {
@@ -104,12 +92,6 @@ TEST(AddMonths, KeepsTheTimeAndClampsTheDay) {
   EXPECT_EQ(ErrorOf([] { AddMonths(kMaxDate, 1); }), 5);
 }
 
-TEST(DayPart, CutsTheTime) {
-  EXPECT_EQ(DayPart(39448.75), 39448);
-  EXPECT_EQ(DayPart(-1.25), -1);
-  EXPECT_FALSE(std::signbit(DayPart(-0.5)));
-}
-
 TEST(WeekBoundariesBetween, CountsMondayStartedWeeks) {
   const Date sunday = DateFromParts(2008, 1, 13);
   EXPECT_EQ(WeekBoundariesBetween(sunday, sunday + 1), 1);
@@ -118,6 +100,42 @@ TEST(WeekBoundariesBetween, CountsMondayStartedWeeks) {
   EXPECT_EQ(WeekBoundariesBetween(sunday + 8, sunday + 1), -1);
   EXPECT_EQ(WeekBoundariesBetween(DateFromParts(2007, 12, 31), DateFromParts(2008, 1, 6)), 0);
   EXPECT_EQ(WeekBoundariesBetween(DateFromParts(2008, 1, 1), DateFromParts(2009, 1, 1)), 52);
+}
+
+TEST(RoundUp, SmallestWholeNumberNotBelow) {
+  EXPECT_EQ(RoundUp(2.0), 2);
+  EXPECT_EQ(RoundUp(2.01), 3);
+  EXPECT_EQ(RoundUp(-2.5), -2);
+  EXPECT_EQ(RoundUp(-0.0), 0);
+  EXPECT_EQ(RoundUpDate(39448.0), 39448);
+  EXPECT_EQ(RoundUpDate(39448.0001), 39449);
+  EXPECT_EQ(ErrorOf([] { RoundUp(3e9); }), 6);
+  EXPECT_EQ(ErrorOf([] { RoundUp(std::nan("")); }), 6);
+}
+
+TEST(IsDateInPeriod, StartInclusiveEndExclusive) {
+  auto p = DateTimeNormal::New(10, 20), q = DateTimeNormal::New(15, 30);
+  EXPECT_TRUE(IsDateInPeriod(10, *p));
+  EXPECT_TRUE(IsDateInPeriod(19.999, *p));
+  EXPECT_FALSE(IsDateInPeriod(20, *p));
+  EXPECT_FALSE(IsDateInPeriod(9.999, *p));
+  EXPECT_TRUE(IsDateInPeriods(16, *p, *q));
+  EXPECT_FALSE(IsDateInPeriods(12, *p, *q));
+  EXPECT_FALSE(IsDateInPeriods(25, *p, *q));
+}
+
+TEST(TextHelpers, SplitFirstCutAtNullTrimAndLowerCase) {
+  std::string rest = "x";
+  EXPECT_EQ(SplitFirst("a ; b", ';', &rest) + "|" + rest, "a|b");
+  EXPECT_EQ(SplitFirst("abc", ';', &rest) + "|" + rest, "abc|");
+  EXPECT_EQ(SplitFirst(" 255 = A=B ", '=', &rest) + "|" + rest, "255|A=B");
+  EXPECT_EQ(SplitFirst("=", '=', &rest) + "|" + rest, "|");
+  EXPECT_EQ(CutAtNull(std::string("200805.xmf\0junk", 15)), "200805.xmf");
+  EXPECT_EQ(CutAtNull(std::string("\0", 1)), "");
+  EXPECT_EQ(ErrorOf([] { CutAtNull("no nul"); }), 5);
+  EXPECT_EQ(TrimSpaces("  a b \t "), "a b \t");
+  EXPECT_EQ(LowerCase(" MEETING Über ÄÖÜ Œuvre ŠŽŸ ×"), " meeting über äöü œuvre šžÿ ×");
+  EXPECT_EQ(LowerCase("ß€"), "ß€");
 }
 
 }  // namespace
