@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <tuple>
 
 #include "core/shared_calendar.h"
 #include "orncalendar/orncalendar.h"
@@ -63,11 +64,10 @@ TEST_F(MonthCacheTest, AMonthIsFoundByMonthAndYearByKeyAndByFileLong) {
   CalendarPtr calendar = StartCalendar();
   MonthRef by_month{.Month = 12, .Year = 2008};
   FilePtr december = calendar->GetMonthFile(by_month);
-  EXPECT_EQ(by_month.Key, "200812");
-  EXPECT_EQ(december->FileLong(), 200812);
-  EXPECT_EQ(december->FileName(), "200812");
-  EXPECT_EQ(december->FilePath(), DataFile("200812.xmf"));
-  EXPECT_EQ(december->Appointments()->Count(), 0);  // no earlier months
+  EXPECT_EQ(
+      std::tuple(by_month.Key, december->FileLong(), december->FileName(), december->FilePath(),
+                 december->Appointments()->Count()),
+      std::tuple("200812", 200812, "200812", DataFile("200812.xmf"), 0));  // no earlier months
   MonthRef by_key{.Key = "200812"};
   EXPECT_EQ(calendar->GetMonthFile(by_key), december);
   EXPECT_EQ(by_key.Month * 10000 + by_key.Year, 122008);
@@ -87,14 +87,13 @@ TEST_F(MonthCacheTest, AMonthWithoutFileLinksEveryEarlierAppointmentReachingIt) 
   ASSERT_EQ(june->Appointments()->Count(), 2);
   for (int32_t i : {1, 2}) {
     AppointmentLink& link = LinkAt(june, i);
-    EXPECT_EQ(link.OutsideID(), i);
-    EXPECT_EQ(link.OutsideFile(), 200806);
-    EXPECT_EQ(link.DestinationFile(), 200804);
-    EXPECT_EQ(link.DestinationID(), i == 1 ? 1 : 4);
-    EXPECT_EQ(link.DestinationAppointment(), nullptr);
+    EXPECT_EQ(std::tuple(link.OutsideID(), link.OutsideFile(), link.DestinationFile(),
+                         link.DestinationID(), link.DestinationAppointment() == nullptr),
+              std::tuple(i, 200806, 200804, i == 1 ? 1 : 4, true));
   }
-  EXPECT_FALSE(june->Changed());  // made for browsing, not the present month
-  EXPECT_TRUE(calendar->AllFiles()->Exists("200806"));
+  // Made for browsing, not the present month: not changed, but listed.
+  EXPECT_EQ(std::tuple(june->Changed(), calendar->AllFiles()->Exists("200806")),
+            std::tuple(false, true));
   // The present month is written even without a change of its own.
   EXPECT_TRUE(calendar->GetMonthFile(MonthRef{.Month = 5, .Year = 2008})->Changed());
 
@@ -151,11 +150,9 @@ TEST_F(MonthCacheTest, GetAppointmentFindsByFileAndNumberAndNeverRaises) {
   CalendarPtr calendar = StartWithApril();
   ASSERT_TRUE(calendar->GetAppointment(200804, 2));
   EXPECT_EQ(calendar->GetAppointment(200804, 2)->Title(), "april");
-  EXPECT_EQ(calendar->GetAppointment(200804, 9), nullptr);
-  EXPECT_EQ(calendar->GetAppointment(200811, 1), nullptr);
+  for (auto [file, id] : {std::tuple(200804, 9), {200811, 1}, {-1, 1}, {2147483647, 1}})
+    EXPECT_EQ(calendar->GetAppointment(file, id), nullptr) << file;
   EXPECT_TRUE(calendar->Files()->Exists("200811"));  // made in memory
-  EXPECT_EQ(calendar->GetAppointment(-1, 1), nullptr);
-  EXPECT_EQ(calendar->GetAppointment(2147483647, 1), nullptr);
   EXPECT_TRUE(messages_.messages.empty());
 }
 
@@ -199,17 +196,15 @@ TEST_F(FilingTest, AttachFilesAFreeAppointmentInItsFirstMonthAndLinksTheOthersIt
   EXPECT_EQ(notifier_->sent.back(), "DoWrite 200805/2");
   EXPECT_EQ(stored, trip);  // the caller's object is the one May holds
   EXPECT_EQ(Entry(5, 2), stored);
-  EXPECT_EQ(stored->File(), 200805);
-  EXPECT_TRUE(stored->Changed());
-  EXPECT_EQ(stored->Title(), "Reise");
+  EXPECT_EQ(std::tuple(stored->File(), stored->Changed(), stored->Title()),
+            std::tuple(200805, true, "Reise"));
 
   for (int32_t month : {6, 7}) {
     SCOPED_TRACE(month);
     EXPECT_TRUE(Month(month)->Changed());
     auto& link = dynamic_cast<AppointmentLink&>(*Entry(month, 2));
-    EXPECT_EQ(link.OutsideFile(), 200800 + month);
-    EXPECT_EQ(link.DestinationFile(), 200805);
-    EXPECT_EQ(link.DestinationID(), 2);
+    EXPECT_EQ(std::tuple(link.OutsideFile(), link.DestinationFile(), link.DestinationID()),
+              std::tuple(200800 + month, 200805, 2));
     // Bound only where the month's links are resolved already.
     EXPECT_EQ(link.DestinationAppointment(), month == 7 ? stored : nullptr);
   }
@@ -225,10 +220,10 @@ TEST_F(FilingTest, AnAppointmentAnotherMonthHoldsIsFiledAsACopy) {
   moved->SetDateTime(DateTimeNormal::New(kMay20 + 120, kMay20 + 121));
   calendar_->AttachAppointment(moved, false);
   ASSERT_NE(moved, stored);
-  EXPECT_EQ(moved->File(), 200809);
   EXPECT_EQ(Entry(5, 2), stored);
-  EXPECT_EQ(moved->Title(), "Reise");
-  EXPECT_EQ(moved->Project(), "");  // the copy keeps its own (empty) project
+  // The copy keeps its own (empty) project.
+  EXPECT_EQ(std::tuple(moved->File(), moved->Title(), moved->Project()),
+            std::tuple(200809, "Reise", ""));
 }
 
 TEST_F(FilingTest, DetachTakesOutTheAppointmentAndItsLinksAndKeepsTheirNumbers) {
@@ -240,8 +235,8 @@ TEST_F(FilingTest, DetachTakesOutTheAppointmentAndItsLinksAndKeepsTheirNumbers) 
   for (int32_t month : {5, 6, 7}) {
     SCOPED_TRACE(month);
     EXPECT_EQ(Entry(month, 2), nullptr);
-    EXPECT_EQ(Entry(month, 1)->Title(), "own");
-    EXPECT_EQ(Month(month)->ReservedID(), 2);
+    EXPECT_EQ(std::tuple(Entry(month, 1)->Title(), Month(month)->ReservedID()),
+              std::tuple("own", 2));
   }
   EXPECT_TRUE(Month(6)->Changed());
 
@@ -300,12 +295,11 @@ TEST_F(FilingTest, AnAppointmentHeldAlreadyOnlyGetsItsLinks) {
   AppointmentPtr same = own;
   calendar_->AttachAppointment(same, false);
   EXPECT_EQ(same, own);
-  EXPECT_EQ(Month(5)->Appointments()->Count(), 1);
-  EXPECT_EQ(Month(6)->Appointments()->Count(), 1);
+  EXPECT_EQ(std::tuple(Month(5)->Appointments()->Count(), Month(6)->Appointments()->Count()),
+            std::tuple(1, 1));
   EXPECT_EQ(Entry(7, 2)->ID(), 1);
   calendar_->DetachAppointment(own, false);
-  EXPECT_EQ(Entry(7, 2), nullptr);
-  EXPECT_EQ(Entry(5, 1), nullptr);
+  EXPECT_EQ(std::tuple(Entry(7, 2), Entry(5, 1)), std::tuple(AppointmentPtr(), AppointmentPtr()));
 }
 
 TEST_F(FilingTest, MonthZeroCountsOnlyForAnEndlessSeries) {

@@ -107,17 +107,17 @@ TEST_F(StartupTest, FolderCreationFailuresAreIgnoredAndExistingFoldersLeftAlone)
 }
 
 TEST_F(StartupTest, InstanceIdIsTheMillisecondOfTheDayAndNamesTheCalendarToTheNotifier) {
-  clock_.clock().Set(DateFromParts(2008, 5, 14) + TimeFromParts(1, 2, 3) + 0.456 / 86400);
+  clock_->Set(DateFromParts(2008, 5, 14) + TimeFromParts(1, 2, 3) + 0.456 / 86400);
   CalendarPtr calendar = StartCalendar();
   EXPECT_EQ(core::InstanceID(), 3723456);
   EXPECT_EQ(notifier_->registered, std::vector<int32_t>{3723456});
   EXPECT_EQ(notifier_->last_path, calendar->Path());
   // The reminder scan starts from now, and again from now when reset.
   EXPECT_EQ(calendar->RemindScanHour(), -1);
-  EXPECT_EQ(calendar->RemindScanFrom(), clock_.clock().Now());
-  clock_.clock().Advance(3600);
+  EXPECT_EQ(calendar->RemindScanFrom(), clock_->Now());
+  clock_->Advance(3600);
   calendar->ResetRemindScan();
-  EXPECT_EQ(calendar->RemindScanFrom(), clock_.clock().Now());
+  EXPECT_EQ(calendar->RemindScanFrom(), clock_->Now());
 }
 
 TEST(CalendarRef, EmptyMeansTheSharedCalendarAndNothingIsKeptAlive) {

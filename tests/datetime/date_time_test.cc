@@ -86,7 +86,7 @@ TEST(DateTimeNormal, AnswersTheInterfaceFromItsTwoFieldsAndCopiesOnlyItsKind) {
   EXPECT_EQ(period->FirstOccurency(), 12);
   EXPECT_EQ(period->Series(), nullptr);
   period->CopyFrom(*DateTimeNormal::New(1, 2));
-  EXPECT_EQ(std::pair(period->StartDateTime(), period->EndDateTime()), std::pair(1.0, 2.0));
+  EXPECT_EQ(std::tuple(period->StartDateTime(), period->EndDateTime()), std::tuple(1.0, 2.0));
   EXPECT_EQ(ErrorOf([&] { period->CopyFrom(*DateTime::New()); }), 5);
   EXPECT_EQ(period->StartDateTime(), 1);
   // The bare period answers zero values.
@@ -242,7 +242,7 @@ TEST(Expansion, TouchingOccurrencesDoNotMeet) {
 TEST(Expansion, YearlyWithoutMonthBecomesTheFirstOfMarchForGood) {
   auto series = MakeSeries({.mode = calYearly, .anchor = D(2008, 1, 1), .m = 17, .in_month = 0});
   EXPECT_EQ(Starts(*series, D(2008, 1, 1), D(2010, 1, 1)), "2008-03-01 09:00, 2009-03-01 09:00");
-  EXPECT_EQ(std::pair(series->InMonth(), series->m()), std::pair(3, 1));
+  EXPECT_EQ(std::tuple(series->InMonth(), series->m()), std::tuple(3, 1));
   series = MakeSeries({.mode = calYearly, .anchor = D(2008, 1, 1), .m = -1, .in_month = 2});
   EXPECT_EQ(ErrorOf([&] { Expand(*series, D(2008, 1, 1), D(2009, 1, 1)); }), 13);
 }

@@ -47,12 +47,10 @@ TEST(SplitDate, PartsOfDatesTimesAndNegativeDates) {
   // Negative dates: the whole part is the day, the fraction the time of that day.
   p = SplitDate(-1.25);
   EXPECT_EQ(std::tuple(p.Year, p.Month, p.Day, p.Hour), std::tuple(1899, 12, 29, 6));
-  EXPECT_EQ(DayOf(-0.5), 30);  // still 30 December, at noon
-  EXPECT_EQ(HourOf(-0.5), 12);
-  EXPECT_EQ(DayOf(-1), 29);
-  EXPECT_EQ(YearOf(kMinDate), 100);
-  EXPECT_EQ(DayPart(39448.75), 39448);
-  EXPECT_EQ(DayPart(-1.25), -1);
+  // -0.5 is still 30 December, at noon.
+  EXPECT_EQ(std::tuple(DayOf(-0.5), HourOf(-0.5), DayOf(-1), YearOf(kMinDate)),
+            std::tuple(30, 12, 29, 100));
+  EXPECT_EQ(std::tuple(DayPart(39448.75), DayPart(-1.25)), std::tuple(39448.0, -1.0));
   EXPECT_FALSE(std::signbit(DayPart(-0.5)));
 }
 
@@ -74,54 +72,57 @@ TEST(SplitDate, ValuesThatAreNoDateRaiseError6) {
 }
 
 TEST(WeekdayOf, MondayIsOne) {
-  EXPECT_EQ(WeekdayOf(0), 6);                           // Saturday 30 December 1899
-  EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 14)), 1);  // Monday
-  EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 15) + 0.9), 2);
-  EXPECT_EQ(WeekdayOf(DateFromParts(2008, 1, 20)), 7);  // Sunday
-  EXPECT_EQ(WeekdayOf(-1.5), 5);                        // Friday 29 December 1899
+  // Saturday 30 December 1899, Monday 14, Tuesday 15 and Sunday 20 January
+  // 2008, Friday 29 December 1899 at noon.
+  EXPECT_EQ(std::tuple(WeekdayOf(0), WeekdayOf(DateFromParts(2008, 1, 14)),
+                       WeekdayOf(DateFromParts(2008, 1, 15) + 0.9),
+                       WeekdayOf(DateFromParts(2008, 1, 20)), WeekdayOf(-1.5)),
+            std::tuple(6, 1, 2, 7, 5));
 }
 
 TEST(AddMonths, KeepsTheTimeAndClampsTheDay) {
   const Date t = TimeFromParts(10, 0, 0);
   EXPECT_EQ(AddMonths(DateFromParts(2008, 1, 31) + t, 1), DateFromParts(2008, 2, 29) + t);
-  EXPECT_EQ(AddMonths(DateFromParts(2009, 1, 31), 1), DateFromParts(2009, 2, 28));
-  EXPECT_EQ(AddMonths(DateFromParts(2008, 11, 15), 2), DateFromParts(2009, 1, 15));
-  EXPECT_EQ(AddMonths(DateFromParts(2008, 1, 15), -1), DateFromParts(2007, 12, 15));
-  EXPECT_EQ(AddMonths(DateFromParts(2008, 2, 29), 12), DateFromParts(2009, 2, 28));
   EXPECT_EQ(AddMonths(-0.25, 1), DateFromParts(1900, 1, 30) + 0.25);
+  // {year, month, day, months added}, then the day it gives.
+  const int32_t cases[][7] = {{2009, 1, 31, 1, 2009, 2, 28},
+                              {2008, 11, 15, 2, 2009, 1, 15},
+                              {2008, 1, 15, -1, 2007, 12, 15},
+                              {2008, 2, 29, 12, 2009, 2, 28}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(AddMonths(DateFromParts(c[0], c[1], c[2]), c[3]), DateFromParts(c[4], c[5], c[6]))
+        << c[0] << "-" << c[1] << "-" << c[2] << " + " << c[3];
+  }
   EXPECT_EQ(ErrorOf([] { AddMonths(kMaxDate, 1); }), 5);
 }
 
 TEST(WeekBoundariesBetween, CountsMondayStartedWeeks) {
   const Date sunday = DateFromParts(2008, 1, 13);
-  EXPECT_EQ(WeekBoundariesBetween(sunday, sunday + 1), 1);
-  EXPECT_EQ(WeekBoundariesBetween(sunday + 1, sunday + 7), 0);  // Monday to Sunday
-  EXPECT_EQ(WeekBoundariesBetween(sunday + 1, sunday + 8), 1);
-  EXPECT_EQ(WeekBoundariesBetween(sunday + 8, sunday + 1), -1);
+  EXPECT_EQ(std::tuple(WeekBoundariesBetween(sunday, sunday + 1),
+                       WeekBoundariesBetween(sunday + 1, sunday + 7),  // Monday to Sunday
+                       WeekBoundariesBetween(sunday + 1, sunday + 8),
+                       WeekBoundariesBetween(sunday + 8, sunday + 1)),
+            std::tuple(1, 0, 1, -1));
   EXPECT_EQ(WeekBoundariesBetween(DateFromParts(2007, 12, 31), DateFromParts(2008, 1, 6)), 0);
   EXPECT_EQ(WeekBoundariesBetween(DateFromParts(2008, 1, 1), DateFromParts(2009, 1, 1)), 52);
 }
 
 TEST(RoundUp, SmallestWholeNumberNotBelow) {
-  EXPECT_EQ(RoundUp(2.0), 2);
-  EXPECT_EQ(RoundUp(2.01), 3);
-  EXPECT_EQ(RoundUp(-2.5), -2);
-  EXPECT_EQ(RoundUp(-0.0), 0);
-  EXPECT_EQ(RoundUpDate(39448.0), 39448);
-  EXPECT_EQ(RoundUpDate(39448.0001), 39449);
+  EXPECT_EQ(std::tuple(RoundUp(2.0), RoundUp(2.01), RoundUp(-2.5), RoundUp(-0.0)),
+            std::tuple(2, 3, -2, 0));
+  EXPECT_EQ(std::tuple(RoundUpDate(39448.0), RoundUpDate(39448.0001)), std::tuple(39448, 39449));
   EXPECT_EQ(ErrorOf([] { RoundUp(3e9); }), 6);
   EXPECT_EQ(ErrorOf([] { RoundUp(std::nan("")); }), 6);
 }
 
 TEST(IsDateInPeriod, StartInclusiveEndExclusive) {
   auto p = DateTimeNormal::New(10, 20), q = DateTimeNormal::New(15, 30);
-  EXPECT_TRUE(IsDateInPeriod(10, *p));
-  EXPECT_TRUE(IsDateInPeriod(19.999, *p));
-  EXPECT_FALSE(IsDateInPeriod(20, *p));
-  EXPECT_FALSE(IsDateInPeriod(9.999, *p));
-  EXPECT_TRUE(IsDateInPeriods(16, *p, *q));
-  EXPECT_FALSE(IsDateInPeriods(12, *p, *q));
-  EXPECT_FALSE(IsDateInPeriods(25, *p, *q));
+  EXPECT_EQ(std::tuple(IsDateInPeriod(10, *p), IsDateInPeriod(19.999, *p), IsDateInPeriod(20, *p),
+                       IsDateInPeriod(9.999, *p)),
+            std::tuple(true, true, false, false));
+  EXPECT_EQ(std::tuple(IsDateInPeriods(16, *p, *q), IsDateInPeriods(12, *p, *q),
+                       IsDateInPeriods(25, *p, *q)),
+            std::tuple(true, false, false));
 }
 
 TEST(TextHelpers, SplitFirstCutAtNullTrimAndLowerCase) {

@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <random>
-#include <sstream>
 #include <vector>
 
 #include "series_helpers.h"
@@ -196,13 +196,14 @@ Case RandomCase(calRepetitionModes mode, std::mt19937& rng) {
 }
 
 std::string Describe(const Case& c) {
-  std::ostringstream out;
-  out.precision(17);
-  out << "mode " << c.fields.mode << " anchor " << c.fields.anchor << " m " << c.fields.m << " n "
-      << c.fields.n << " in_month " << c.fields.in_month << " weekdays " << c.fields.weekdays
-      << " times " << c.fields.start << ".." << c.fields.end << " eternal " << c.fields.eternal
-      << " end " << c.fields.series_end << " query " << c.qs << ".." << c.qe;
-  return out.str();
+  const SeriesFields& f = c.fields;
+  char text[300];
+  std::snprintf(text, sizeof text,
+                "mode %d anchor %.17g m %d n %d in_month %d weekdays %d times %.17g..%.17g "
+                "eternal %d end %.17g query %.17g..%.17g",
+                f.mode, f.anchor, f.m, f.n, f.in_month, f.weekdays, f.start, f.end, f.eternal,
+                f.series_end, c.qs, c.qe);
+  return text;
 }
 
 TEST(ExpansionAgainstEnumeration, RandomSeriesOfEveryMode) {

@@ -31,13 +31,13 @@ TEST(MessageSink, AnInstalledHandlerGetsTheExactTextAndStyleUntilThePreviousIsBa
 
 TEST(Clock, AnInstalledClockIsTheOneSourceOfNowAndTimer) {
   const Date noon = DateFromParts(2008, 5, 14) + TimeFromParts(12, 30, 15);
-  {
-    testing::ScopedClock fixed(noon);
-    EXPECT_EQ(CurrentClock().Now(), noon);
-    EXPECT_NEAR(CurrentClock().Timer(), 12 * 3600 + 30 * 60 + 15, 1e-6);
-    fixed.clock().Advance(45);
-    EXPECT_NEAR(CurrentClock().Timer(), 12 * 3600 + 31 * 60, 1e-6);
-  }
+  auto fixed = std::make_shared<ManualClock>(noon);
+  std::shared_ptr<Clock> before = SetClock(fixed);
+  EXPECT_EQ(CurrentClock().Now(), noon);
+  EXPECT_NEAR(CurrentClock().Timer(), 12 * 3600 + 30 * 60 + 15, 1e-6);
+  fixed->Advance(45);
+  EXPECT_NEAR(CurrentClock().Timer(), 12 * 3600 + 31 * 60, 1e-6);
+  SetClock(before);
   // The system clock is back: its Now has whole seconds and lies after 2020.
   Date now = CurrentClock().Now();
   EXPECT_GT(now, DateFromParts(2020, 1, 1));

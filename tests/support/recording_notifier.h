@@ -23,33 +23,26 @@ class RecordingNotifier : public core::SilentNotifierServer {
   int32_t last_instance = 0;
   std::string last_path;
 
-  using Path = const std::string&;
-  void RegisterCalendar(int32_t id, Path p) override {
-    registered.push_back(id);
-    last_path = p;
+  using P = const std::string&;  // the calendar's Path
+  using A = const Appointment&;
+  void RegisterCalendar(int32_t id, P p) override { registered.push_back(id), last_path = p; }
+  void NotifyBeforeLoadFile(int32_t id, int32_t f, P p) override {
+    Record(id, "BeforeLoadFile", f, p);
   }
-  void NotifyBeforeLoadFile(int32_t id, int32_t f, Path p) override {
-    Record(id, "BeforeLoadFile " + std::to_string(f), p);
-  }
-  void NotifySaved(int32_t id, int32_t f, Path p) override {
-    Record(id, "Saved " + std::to_string(f), p);
-  }
-  void NotifyDoChange(int32_t id, const Appointment& a, Path p) override {
-    Record(id, "DoChange " + Of(a), p);
-  }
-  void NotifyDoDelete(int32_t id, const Appointment& a, Path p) override {
-    Record(id, "DoDelete " + Of(a), p);
-  }
-  void NotifyDoWrite(int32_t id, const Appointment& a, Path p) override {
-    Record(id, "DoWrite " + Of(a), p);
-  }
-  void NotifyAnythingChanged(int32_t id, Path p) override { Record(id, "AnythingChanged", p); }
+  void NotifySaved(int32_t id, int32_t f, P p) override { Record(id, "Saved", f, p); }
+  void NotifyDoChange(int32_t id, A a, P p) override { Record(id, "DoChange", a, p); }
+  void NotifyDoDelete(int32_t id, A a, P p) override { Record(id, "DoDelete", a, p); }
+  void NotifyDoWrite(int32_t id, A a, P p) override { Record(id, "DoWrite", a, p); }
+  void NotifyAnythingChanged(int32_t id, P p) override { Record(id, "AnythingChanged", p); }
 
  private:
-  static std::string Of(const Appointment& a) {
-    return std::to_string(a.File()) + "/" + std::to_string(a.ID());
+  void Record(int32_t id, const std::string& kind, int32_t fileLong, P p) {
+    Record(id, kind + " " + std::to_string(fileLong), p);
   }
-  void Record(int32_t id, const std::string& message, Path path) {
+  void Record(int32_t id, const std::string& kind, A a, P p) {
+    Record(id, kind + " " + std::to_string(a.File()) + "/" + std::to_string(a.ID()), p);
+  }
+  void Record(int32_t id, const std::string& message, P path) {
     last_instance = id;
     last_path = path;
     if (!failing.empty() && message.rfind(failing, 0) == 0) throw Error(ErrorNumber::kObjectNotSet);

@@ -50,11 +50,6 @@ std::vector<std::string> MessageCapture::texts() const {
   return out;
 }
 
-ScopedClock::ScopedClock(Date now)
-    : clock_(std::make_shared<ManualClock>(now)), before_(SetClock(clock_)) {}
-
-ScopedClock::~ScopedClock() { SetClock(std::move(before_)); }
-
 std::string ReadBytes(const std::string& path) {
   std::ostringstream out;
   out << std::ifstream(PathOf(path), std::ios::binary).rdbuf();
@@ -77,7 +72,9 @@ void RemoveAll(const std::string& path) {
   fs::remove_all(PathOf(path), ec);
 }
 
-CalendarTest::CalendarTest() : clock_(DateFromParts(2008, 5, 14) + TimeFromParts(10, 0, 0)) {
+CalendarTest::CalendarTest()
+    : clock_(std::make_shared<ManualClock>(DateFromParts(2008, 5, 14) + TimeFromParts(10, 0, 0))),
+      clock_before_(SetClock(clock_)) {
   core::ResetStartupForTesting();
   platform::SetShellFolderHook([dir = app_data_](int32_t folder) -> std::optional<std::string> {
     if (folder == platform::kCsidlAppData) return dir;
@@ -86,6 +83,7 @@ CalendarTest::CalendarTest() : clock_(DateFromParts(2008, 5, 14) + TimeFromParts
 }
 
 CalendarTest::~CalendarTest() {
+  SetClock(clock_before_);
   core::ResetStartupForTesting();
   platform::SetShellFolderHook(nullptr);
 }

@@ -50,18 +50,6 @@ class MessageCapture {
   MessageHandler before_;
 };
 
-// Installs a ManualClock for the life of the object.
-class ScopedClock {
- public:
-  explicit ScopedClock(Date now);
-  ~ScopedClock();
-  ManualClock& clock() { return *clock_; }
-
- private:
-  std::shared_ptr<ManualClock> clock_;
-  std::shared_ptr<Clock> before_;
-};
-
 // Whole-file helpers (binary).
 std::string ReadBytes(const std::string& path);
 void WriteBytes(const std::string& path, std::string_view bytes);
@@ -88,7 +76,10 @@ class CalendarTest : public ::testing::Test {
   TempDir temp_;
   const std::string app_data_ = Join(temp_.path(), "appdata");
   MessageCapture messages_;
-  ScopedClock clock_;
+  std::shared_ptr<ManualClock> clock_;
+
+ private:
+  std::shared_ptr<Clock> clock_before_;
 };
 
 }  // namespace orncal::testing
