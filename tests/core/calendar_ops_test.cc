@@ -173,15 +173,13 @@ TEST_F(QueryTest, AQueryEndingAtMidnightOfTheFirstDoesNotVisitTheNextMonth) {
 
 TEST_F(QueryTest, FlagMasksSelectByTheirSignedBitTestsAndAllDaySwitchesByTheDay) {
   const Date s = At(2008, 5, 10, 9), e = At(2008, 5, 10, 10);
-  const std::pair<const char*, int32_t> flagged[] = {{"none", 0},
-                                                     {"invisible", calInvisible},
-                                                     {"noedit", calNoEdit},
-                                                     {"nodt", calNoDTChange},
-                                                     {"both", calNoEdit | calNoDTChange},
-                                                     {"bit31", INT32_MIN},
-                                                     {"bit31+invisible", INT32_MIN | calInvisible}};
-  for (const auto& [title, flags] : flagged)
-    Make(title, s, e, flags);
+  Make("none", s, e, 0);
+  Make("invisible", s, e, calInvisible);
+  Make("noedit", s, e, calNoEdit);
+  Make("nodt", s, e, calNoDTChange);
+  Make("both", s, e, calNoEdit | calNoDTChange);
+  Make("bit31", s, e, INT32_MIN);
+  Make("bit31+invisible", s, e, INT32_MIN | calInvisible);
   const std::string all = "none, invisible, noedit, nodt, both, bit31, bit31+invisible";
   EXPECT_EQ(May(), "none, noedit, nodt, both, bit31");
   EXPECT_EQ(May({.NotFlags = 0}), all);

@@ -38,40 +38,51 @@ class FakeSeries : public DateTime {
   DateTimeSerialPtr series_;
 };
 
-// --- The cache ---
+// The entries of a month file in order: "1 own" for a real appointment,
+// "2@200806 -> 200804/1" for a link (its own number and file, then its
+// destination), with " bound" once the link holds its destination.
+std::string Entries(const FilePtr& file) {
+  std::string out;
+  for (const AppointmentPtr& e : *file->Appointments()) {
+    out += (out.empty() ? "" : ", ") + std::to_string(e->OutsideID());
+    if (auto* link = dynamic_cast<AppointmentLink*>(e.get())) {
+      out += "@" + std::to_string(link->OutsideFile()) + " -> " +
+             std::to_string(link->DestinationFile()) + "/" + std::to_string(link->DestinationID()) +
+             (link->DestinationAppointment() ? " bound" : "");
+    } else {
+      out += " " + e->Title();
+    }
+  }
+  return out;
+}
 
-const Date kApril20 = DateFromParts(2008, 4, 20);
-const Date kJune1 = DateFromParts(2008, 6, 1);
+// --- The cache ---
 
 class MonthCacheTest : public RecordingCalendarTest {
  protected:
   // April: 1 reaches into June, 2 stays in April, 3 ends as June begins,
   // 4 reaches June too; 5 is a link, which is never linked again.
   CalendarPtr StartWithApril() {
+    const Date april20 = DateFromParts(2008, 4, 20), june1 = DateFromParts(2008, 6, 1);
     MonthBytes april;
-    april.Long(10003).Real(1, "long", kApril20, kJune1 + 9).Real(2, "april", kApril20, kApril20);
-    april.Real(3, "touching", kApril20, kJune1).Real(4, "also", kApril20, kJune1 + 0.5);
+    april.Long(10003).Real(1, "long", april20, june1 + 9).Real(2, "april", april20, april20);
+    april.Real(3, "touching", april20, june1).Real(4, "also", april20, june1 + 0.5);
     PutDataFile("200804.xmf", april.Link(5, 200803, 1).Byte(0).str());
     return StartCalendar();
-  }
-  static AppointmentLink& LinkAt(const FilePtr& file, int32_t position) {
-    return dynamic_cast<AppointmentLink&>(*file->Appointments()->Item(position));
   }
   static MonthRef June() { return {.Month = 6, .Year = 2008}; }
 };
 
 TEST_F(MonthCacheTest, AMonthIsFoundByMonthAndYearByKeyAndByFileLong) {
   CalendarPtr calendar = StartCalendar();
-  MonthRef by_month{.Month = 12, .Year = 2008};
+  MonthRef by_month{.Month = 12, .Year = 2008}, by_key{.Key = "200812"},
+      by_long{.FileLong = 200812};
   FilePtr december = calendar->GetMonthFile(by_month);
-  EXPECT_EQ(
-      std::tuple(by_month.Key, december->FileLong(), december->FileName(), december->FilePath(),
-                 december->Appointments()->Count()),
-      std::tuple("200812", 200812, "200812", DataFile("200812.xmf"), 0));  // no earlier months
-  MonthRef by_key{.Key = "200812"};
+  EXPECT_EQ(std::tuple(by_month.Key, december->FileLong(), december->FileName(),
+                       december->FilePath(), Entries(december)),
+            std::tuple("200812", 200812, "200812", DataFile("200812.xmf"), ""));
   EXPECT_EQ(calendar->GetMonthFile(by_key), december);
-  EXPECT_EQ(by_key.Month * 10000 + by_key.Year, 122008);
-  MonthRef by_long{.FileLong = 200812};
+  EXPECT_EQ(std::tuple(by_key.Month, by_key.Year), std::tuple(12, 2008));
   EXPECT_EQ(calendar->GetMonthFile(by_long, {.OnlyLoaded = true}), december);
   EXPECT_EQ(by_long.Key, "200812");
 
@@ -84,27 +95,21 @@ TEST_F(MonthCacheTest, AMonthIsFoundByMonthAndYearByKeyAndByFileLong) {
 TEST_F(MonthCacheTest, AMonthWithoutFileLinksEveryEarlierAppointmentReachingIt) {
   CalendarPtr calendar = StartWithApril();
   FilePtr june = calendar->GetMonthFile(June());
-  ASSERT_EQ(june->Appointments()->Count(), 2);
-  for (int32_t i : {1, 2}) {
-    AppointmentLink& link = LinkAt(june, i);
-    EXPECT_EQ(std::tuple(link.OutsideID(), link.OutsideFile(), link.DestinationFile(),
-                         link.DestinationID(), link.DestinationAppointment() == nullptr),
-              std::tuple(i, 200806, 200804, i == 1 ? 1 : 4, true));
-  }
+  EXPECT_EQ(Entries(june), "1@200806 -> 200804/1, 2@200806 -> 200804/4");
   // Made for browsing, not the present month: not changed, but listed.
   EXPECT_EQ(std::tuple(june->Changed(), calendar->AllFiles()->Exists("200806")),
             std::tuple(false, true));
+  EXPECT_EQ(calendar->GetMonthFile(June()), june);
   // The present month is written even without a change of its own.
   EXPECT_TRUE(calendar->GetMonthFile(MonthRef{.Month = 5, .Year = 2008})->Changed());
-
-  EXPECT_EQ(calendar->GetMonthFile(June()), june);
 }
 
 TEST_F(MonthCacheTest, LinksAreBoundAtOnceWhenAskedAndSurviveSavingAndLoading) {
   CalendarPtr calendar = StartWithApril();
   FilePtr june = calendar->GetMonthFile(June(), {.ResolveLinks = true});
   EXPECT_TRUE(june->LinksResolved());
-  EXPECT_EQ(LinkAt(june, 1).DestinationAppointment(), calendar->GetAppointment(200804, 1));
+  EXPECT_EQ(Entries(june), "1@200806 -> 200804/1 bound, 2@200806 -> 200804/4 bound");
+  EXPECT_EQ(june->Appointments()->Item(1)->Target(), calendar->GetAppointment(200804, 1));
   june->SetChanged(true);
   calendar->Save();
 
@@ -112,7 +117,7 @@ TEST_F(MonthCacheTest, LinksAreBoundAtOnceWhenAskedAndSurviveSavingAndLoading) {
   CalendarPtr later = StartCalendar();
   FilePtr reloaded = later->GetMonthFile(June());
   EXPECT_FALSE(reloaded->LinksResolved());
-  EXPECT_EQ(LinkAt(reloaded, 1).DestinationID(), 1);
+  EXPECT_EQ(Entries(reloaded), "1@200806 -> 200804/1, 2@200806 -> 200804/4");
   later->GetMonthFile(June(), {.ResolveLinks = true});
   EXPECT_EQ(reloaded->Appointments()->Item(1)->Title(), "long");
 }
@@ -120,12 +125,10 @@ TEST_F(MonthCacheTest, LinksAreBoundAtOnceWhenAskedAndSurviveSavingAndLoading) {
 TEST_F(MonthCacheTest, RecurringAppointmentsAreLinkedThroughTheirOverlapTest) {
   CalendarPtr calendar = StartWithApril();
   AppointmentsPtr april = calendar->GetMonthFile(MonthRef{.FileLong = 200804})->Appointments();
-  april->ItemByID(1)->SetDateTime(std::make_shared<FakeSeries>(std::set{200809}));
-  april->ItemByID(2)->SetDateTime(std::make_shared<FakeSeries>(std::set{200809}));
-  april->ItemByID(4)->SetDateTime(std::make_shared<FakeSeries>(std::set{200810}));
-  FilePtr september = calendar->GetMonthFile(MonthRef{.Month = 9, .Year = 2008});
-  ASSERT_EQ(september->Appointments()->Count(), 2);  // one link per series reaching it
-  EXPECT_EQ(september->Appointments()->Item(2)->ID(), 2);
+  for (auto [id, month] : {std::tuple(1, 200809), {2, 200809}, {4, 200810}})
+    april->ItemByID(id)->SetDateTime(std::make_shared<FakeSeries>(std::set{month}));
+  EXPECT_EQ(Entries(calendar->GetMonthFile(MonthRef{.Month = 9, .Year = 2008})),
+            "1@200809 -> 200804/1, 2@200809 -> 200804/2");
 }
 
 TEST_F(MonthCacheTest, SaveWritesChangedFilesInCacheOrderAndReleaseSaves) {
@@ -159,7 +162,6 @@ TEST_F(MonthCacheTest, GetAppointmentFindsByFileAndNumberAndNeverRaises) {
 // --- Filing ---
 
 const Date kMay20 = DateFromParts(2008, 5, 20);
-const Date kJuly10 = DateFromParts(2008, 7, 10);
 
 // May to July and September have files, each holding its appointment 1.
 class FilingTest : public RecordingCalendarTest {
@@ -175,14 +177,16 @@ class FilingTest : public RecordingCalendarTest {
   FilePtr Month(int32_t month) {
     return calendar_->GetMonthFile(MonthRef{.FileLong = 200800 + month});
   }
-  AppointmentPtr Entry(int32_t month, int32_t id) {
-    return Month(month)->Appointments()->ItemByID(id);
-  }
-  static AppointmentRealPtr Trip() {
+  std::string EntriesOf(int32_t month) { return Entries(Month(month)); }
+  // A trip from 20 May to 10 July, filed.
+  AppointmentPtr Trip(int32_t id = 0, bool remote = false) {
     AppointmentRealPtr trip = AppointmentReal::New();
+    trip->SetID(id);
     trip->SetTitle("Reise");
-    trip->SetDateTime(DateTimeNormal::New(kMay20, kJuly10));
-    return trip;
+    trip->SetDateTime(DateTimeNormal::New(kMay20, DateFromParts(2008, 7, 10)));
+    AppointmentPtr stored = trip;
+    calendar_->AttachAppointment(stored, remote);
+    return stored;
   }
 
   CalendarPtr calendar_;
@@ -190,56 +194,42 @@ class FilingTest : public RecordingCalendarTest {
 
 TEST_F(FilingTest, AttachFilesAFreeAppointmentInItsFirstMonthAndLinksTheOthersItReaches) {
   Month(7)->ResolveLinks();
-  AppointmentRealPtr trip = Trip();
-  AppointmentPtr stored = trip;
-  calendar_->AttachAppointment(stored, false);
+  AppointmentPtr stored = Trip();
   EXPECT_EQ(notifier_->sent.back(), "DoWrite 200805/2");
-  EXPECT_EQ(stored, trip);  // the caller's object is the one May holds
-  EXPECT_EQ(Entry(5, 2), stored);
-  EXPECT_EQ(std::tuple(stored->File(), stored->Changed(), stored->Title()),
-            std::tuple(200805, true, "Reise"));
-
-  for (int32_t month : {6, 7}) {
-    SCOPED_TRACE(month);
-    EXPECT_TRUE(Month(month)->Changed());
-    auto& link = dynamic_cast<AppointmentLink&>(*Entry(month, 2));
-    EXPECT_EQ(std::tuple(link.OutsideFile(), link.DestinationFile(), link.DestinationID()),
-              std::tuple(200800 + month, 200805, 2));
-    // Bound only where the month's links are resolved already.
-    EXPECT_EQ(link.DestinationAppointment(), month == 7 ? stored : nullptr);
-  }
-  EXPECT_EQ(Month(9)->Appointments()->Count(), 1);
+  EXPECT_EQ(std::tuple(stored->File(), stored->Changed(), EntriesOf(5)),
+            std::tuple(200805, true, "1 own, 2 Reise"));
+  EXPECT_EQ(Month(5)->Appointments()->ItemByID(2), stored);  // the caller's object
+  // Bound only where the month's links are resolved already.
+  EXPECT_EQ(EntriesOf(6), "1 own, 2@200806 -> 200805/2");
+  EXPECT_EQ(EntriesOf(7), "1 own, 2@200807 -> 200805/2 bound");
+  EXPECT_EQ(EntriesOf(9), "1 own");
+  EXPECT_EQ(std::tuple(Month(6)->Changed(), Month(7)->Changed()), std::tuple(true, true));
 }
 
 TEST_F(FilingTest, AnAppointmentAnotherMonthHoldsIsFiledAsACopy) {
   AppointmentPtr stored = Trip();
-  calendar_->AttachAppointment(stored, false);
   stored->SetProject("Kunde A");
-  // Moved without being taken out first: May keeps it, September gets a copy.
+  // Moved without being taken out first: May keeps it, September gets a copy
+  // with its own (empty) project.
   AppointmentPtr moved = stored;
   moved->SetDateTime(DateTimeNormal::New(kMay20 + 120, kMay20 + 121));
   calendar_->AttachAppointment(moved, false);
   ASSERT_NE(moved, stored);
-  EXPECT_EQ(Entry(5, 2), stored);
-  // The copy keeps its own (empty) project.
+  EXPECT_EQ(Month(5)->Appointments()->ItemByID(2), stored);
   EXPECT_EQ(std::tuple(moved->File(), moved->Title(), moved->Project()),
             std::tuple(200809, "Reise", ""));
 }
 
 TEST_F(FilingTest, DetachTakesOutTheAppointmentAndItsLinksAndKeepsTheirNumbers) {
   AppointmentPtr stored = Trip();
-  calendar_->AttachAppointment(stored, false);
   Month(6)->SetChanged(false);
   calendar_->DetachAppointment(stored, false);
   EXPECT_EQ(notifier_->sent.back(), "DoDelete 200805/2");
   for (int32_t month : {5, 6, 7}) {
-    SCOPED_TRACE(month);
-    EXPECT_EQ(Entry(month, 2), nullptr);
-    EXPECT_EQ(std::tuple(Entry(month, 1)->Title(), Month(month)->ReservedID()),
-              std::tuple("own", 2));
+    EXPECT_EQ(std::tuple(EntriesOf(month), Month(month)->ReservedID()), std::tuple("1 own", 2))
+        << month;
   }
   EXPECT_TRUE(Month(6)->Changed());
-
   // Filed again, it gets its number back although a lower one is free.
   Month(5)->Appointments()->RemoveByID(1);
   calendar_->AttachAppointment(stored, false);
@@ -247,66 +237,57 @@ TEST_F(FilingTest, DetachTakesOutTheAppointmentAndItsLinksAndKeepsTheirNumbers) 
 }
 
 TEST_F(FilingTest, TheAppointmentsOwnMembersFileAndUnfileIt) {
+  Month(5);
   Month(6)->ResolveLinks();
-  AppointmentRealPtr trip = Trip();
-  const size_t unfiled = notifier_->sent.size();
+  AppointmentRealPtr trip = AppointmentReal::New();
+  trip->SetDateTime(DateTimeNormal::New(kMay20, kMay20 + 15));
+  notifier_->sent.clear();
   trip->BeforeDateTimeChange();  // not filed yet: nothing to take out
-  EXPECT_EQ(notifier_->sent.size(), unfiled);
+  EXPECT_TRUE(notifier_->sent.empty());
   trip->AfterDateTimeChange();
-  AppointmentPtr stored = Entry(5, 2);
-  ASSERT_EQ(stored, trip);
-  EXPECT_TRUE(stored->Exists());
-  using V = std::vector<std::string>;
-  auto sent_since = [&](size_t from) {
-    return V(notifier_->sent.begin() + from, notifier_->sent.end());
-  };
+  ASSERT_EQ(Month(5)->Appointments()->ItemByID(2), trip);
+  EXPECT_TRUE(trip->Exists());
   // Every change is also announced to the clients of every process.
-  EXPECT_EQ(sent_since(notifier_->sent.size() - 2), (V{"DoWrite 200805/2", "AnythingChanged"}));
-  stored->SetChanged(false);
-  size_t before = notifier_->sent.size();
-  stored->NotifyChange();
-  EXPECT_TRUE(stored->Changed());
-  EXPECT_EQ(sent_since(before), (V{"DoChange 200805/2", "AnythingChanged"}));
-
-  before = notifier_->sent.size();
-  Entry(6, 2)->Remove();  // a link forwards the removal
-  EXPECT_EQ(sent_since(before), (V{"DoDelete 200805/2", "AnythingChanged"}));
-  EXPECT_FALSE(stored->Exists());
-  EXPECT_EQ(Entry(6, 2), nullptr);
+  using Sent = std::vector<std::string>;
+  EXPECT_EQ(notifier_->sent, (Sent{"DoWrite 200805/2", "AnythingChanged"}));
+  trip->SetChanged(false);
+  trip->NotifyChange();
+  EXPECT_TRUE(trip->Changed());
+  Month(6)->Appointments()->ItemByID(2)->Remove();  // a link forwards the removal
+  EXPECT_EQ(notifier_->sent, (Sent{"DoWrite 200805/2", "AnythingChanged", "DoChange 200805/2",
+                                   "AnythingChanged", "DoDelete 200805/2", "AnythingChanged"}));
+  EXPECT_FALSE(trip->Exists());
+  EXPECT_EQ(EntriesOf(6), "1 own");
 }
 
 TEST_F(FilingTest, RemoteFilingSendsNothingAndReportsDisagreeingNumbers) {
-  AppointmentRealPtr trip = Trip();
-  trip->SetID(5);  // the number the other process gave it
-  AppointmentPtr stored = trip;
-  calendar_->AttachAppointment(stored, true);
+  AppointmentPtr stored = Trip(5, true);  // the number the other process gave it
   EXPECT_EQ(stored->ID(), 2);
   ASSERT_EQ(messages_.texts(), std::vector<std::string>{"UNSTIMMIGKEIT!!!"});
   EXPECT_EQ(messages_.messages[0].Style, MessageStyle::kPlain);
   calendar_->DetachAppointment(stored, true);
-  EXPECT_EQ(Entry(5, 2), nullptr);
+  EXPECT_EQ(EntriesOf(5), "1 own");
   for (const std::string& message : notifier_->sent)
     EXPECT_NE(message.substr(0, 2), "Do") << message;
 }
 
 TEST_F(FilingTest, AnAppointmentHeldAlreadyOnlyGetsItsLinks) {
-  AppointmentPtr own = Entry(5, 1);
+  AppointmentPtr own = Month(5)->Appointments()->ItemByID(1);
   own->SetDateTime(std::make_shared<FakeSeries>(std::set{200805, 200807}, kMay20));
   AppointmentPtr same = own;
   calendar_->AttachAppointment(same, false);
   EXPECT_EQ(same, own);
-  EXPECT_EQ(std::tuple(Month(5)->Appointments()->Count(), Month(6)->Appointments()->Count()),
-            std::tuple(1, 1));
-  EXPECT_EQ(Entry(7, 2)->ID(), 1);
+  EXPECT_EQ(std::tuple(EntriesOf(5), EntriesOf(6), EntriesOf(7)),
+            std::tuple("1 own", "1 own", "1 own, 2@200807 -> 200805/1"));
   calendar_->DetachAppointment(own, false);
-  EXPECT_EQ(std::tuple(Entry(7, 2), Entry(5, 1)), std::tuple(AppointmentPtr(), AppointmentPtr()));
+  EXPECT_EQ(std::tuple(EntriesOf(5), EntriesOf(7)), std::tuple("", "1 own"));
 }
 
 TEST_F(FilingTest, MonthZeroCountsOnlyForAnEndlessSeries) {
   WriteBytes(DataFile("0.xmf"), MonthBytes().Long(10003).Link(1, 200805, 1).str());
   calendar_->ScanMonthFiles();
   FilePtr zero = calendar_->GetMonthFile(MonthRef{.FileLong = 0});
-  AppointmentPtr own = Entry(5, 1);
+  AppointmentPtr own = Month(5)->Appointments()->ItemByID(1);
   own->SetDateTime(std::make_shared<FakeSeries>(std::set{200806}, kMay20));
   calendar_->DetachAppointment(own, false);
   EXPECT_EQ(zero->Appointments()->Count(), 1);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
 #include "core/shared_calendar.h"
 #include "orncalendar/orncalendar.h"
@@ -84,26 +85,23 @@ TEST_F(StartupTest, ADataFolderThatCannotBeCreatedLeavesAWorkingEmptyCalendar) {
   testing::WriteBytes(app_data_, "not a folder");
   CalendarPtr calendar = StartCalendar();
   ASSERT_TRUE(calendar);
-  EXPECT_EQ(calendar->Path(), DataFolder());
-  EXPECT_EQ(calendar->AllFiles()->Count(), 0);
-  EXPECT_TRUE(calendar->Initialized());
+  EXPECT_EQ(std::tuple(calendar->Path(), calendar->AllFiles()->Count(), calendar->Initialized()),
+            std::tuple(DataFolder(), 0, true));
 }
 
-TEST_F(StartupTest, FolderCreationFailuresAreIgnoredAndExistingFoldersLeftAlone) {
+TEST(CreatePathFolders, CreatesWhatIsMissingIgnoringFailuresAndLeavesExistingFoldersAlone) {
+  testing::TempDir temp;
+  testing::MessageCapture messages;
   testing::FaultFileSystem faults;
   testing::ScopedFileSystem installed(&faults);
-  faults.FailOn(testing::FaultFileSystem::Op::kCreateFolder, "Calendar");
-  ASSERT_TRUE(StartCalendar());
-  EXPECT_TRUE(PathExists(Join(app_data_, "Ornavel")));
-  EXPECT_FALSE(PathExists(DataFolder()));
-
-  const std::string path = Join(Join(temp_.path(), "a"), "b");
-  core::CreatePathFolders(path);
-  EXPECT_TRUE(PathExists(path));
+  faults.FailOn(testing::FaultFileSystem::Op::kCreateFolder, "refused");
+  const std::string b = Join(Join(temp.path(), "a"), "b"), d = Join(Join(b, "refused"), "d");
+  core::CreatePathFolders(d);
+  EXPECT_EQ(std::tuple(PathExists(b), PathExists(d)), std::tuple(true, false));
   const size_t created = faults.CreatedFolders().size();
-  core::CreatePathFolders(path);
+  core::CreatePathFolders(b);
   EXPECT_EQ(faults.CreatedFolders().size(), created);
-  EXPECT_TRUE(messages_.messages.empty());
+  EXPECT_TRUE(messages.messages.empty());
 }
 
 TEST_F(StartupTest, InstanceIdIsTheMillisecondOfTheDayAndNamesTheCalendarToTheNotifier) {

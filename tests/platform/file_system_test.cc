@@ -40,15 +40,6 @@ TEST_F(OsFileSystemTest, WritesReadsRenamesWithoutReplacingAndRemoves) {
   EXPECT_FALSE(fs_.ReadFile(dir_.path(), &contents).ok());  // a folder
 }
 
-TEST_F(OsFileSystemTest, FoldersExistAndNeedTheirParent) {
-  EXPECT_TRUE(fs_.Exists(dir_.path()));
-  EXPECT_FALSE(fs_.Exists(Path("sub")));
-  EXPECT_FALSE(fs_.Exists(""));
-  ASSERT_TRUE(fs_.CreateFolder(Path("sub")).ok());
-  EXPECT_TRUE(fs_.Exists(Path("sub")));
-  EXPECT_FALSE(fs_.CreateFolder(Join(Path("no"), "parent")).ok());
-}
-
 TEST_F(OsFileSystemTest, ListsOnlyNamesWithTheExtension) {
   Names names = {"stale"};
   ASSERT_TRUE(fs_.List(dir_.path(), ".xmf", &names).ok());

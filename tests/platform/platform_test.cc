@@ -13,20 +13,18 @@ namespace orncal {
 namespace {
 
 TEST(MessageSink, AnInstalledHandlerGetsTheExactTextAndStyleUntilThePreviousIsBack) {
-  int outer = 0;
-  MessageHandler before = SetMessageHandler([&](const Message&) { ++outer; });
-  {
-    testing::MessageCapture capture;
-    ShowMessage("Schwerwiegender Fehler:\r\nzweite Zeile", MessageStyle::kCritical);
-    ShowMessage("UNEXPECTED");
-    ASSERT_EQ(capture.texts(),
-              (std::vector<std::string>{"Schwerwiegender Fehler:\r\nzweite Zeile", "UNEXPECTED"}));
-    EXPECT_EQ(capture.messages[0].Style, MessageStyle::kCritical);
-    EXPECT_EQ(capture.messages[1].Style, MessageStyle::kPlain);
-  }
-  ShowMessage("y");
+  testing::MessageCapture outer;
+  std::vector<Message> seen;
+  MessageHandler before = SetMessageHandler([&](const Message& m) { seen.push_back(m); });
+  ShowMessage("Schwerwiegender Fehler:\r\nzweite Zeile", MessageStyle::kCritical);
+  ShowMessage("UNEXPECTED");
   SetMessageHandler(std::move(before));
-  EXPECT_EQ(outer, 1);
+  ShowMessage("to the previous handler");
+  EXPECT_EQ(outer.texts(), std::vector<std::string>{"to the previous handler"});
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_EQ(std::tuple(seen[0].Text, seen[0].Style, seen[1].Text, seen[1].Style),
+            std::tuple("Schwerwiegender Fehler:\r\nzweite Zeile", MessageStyle::kCritical,
+                       "UNEXPECTED", MessageStyle::kPlain));
 }
 
 TEST(Clock, AnInstalledClockIsTheOneSourceOfNowAndTimer) {

@@ -65,8 +65,6 @@ bool PathExists(const std::string& path) {
   return fs::exists(PathOf(path), ec);
 }
 
-void MakeFolders(const std::string& path) { fs::create_directories(PathOf(path)); }
-
 void RemoveAll(const std::string& path) {
   std::error_code ec;
   fs::remove_all(PathOf(path), ec);
@@ -93,7 +91,7 @@ std::string CalendarTest::DataFolder() const {
 }
 
 void CalendarTest::PutDataFile(std::string_view name, std::string_view bytes) {
-  MakeFolders(DataFolder());
+  fs::create_directories(PathOf(DataFolder()));
   WriteBytes(DataFile(name), bytes);
 }
 

@@ -54,7 +54,6 @@ class MessageCapture {
 std::string ReadBytes(const std::string& path);
 void WriteBytes(const std::string& path, std::string_view bytes);
 bool PathExists(const std::string& path);
-void MakeFolders(const std::string& path);
 void RemoveAll(const std::string& path);
 
 // A test whose process-wide calendar starts on a data folder of its own:
