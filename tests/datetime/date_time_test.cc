@@ -77,6 +77,12 @@ TEST(DateTimeNormal, AnswersTheInterfaceFromItsTwoFieldsAndCopiesOnlyItsKind) {
   EXPECT_EQ(std::tuple(period->StartDateTime(), period->EndDateTime()), std::tuple(1.0, 2.0));
   EXPECT_EQ(ErrorOf([&] { period->CopyFrom(*DateTime::New()); }), 5);
   EXPECT_EQ(period->StartDateTime(), 1);
+  // The bare period keeps nothing and meets nothing.
+  DateTimePtr bare = DateTime::New();
+  bare->SetStartDateTime(5);
+  EXPECT_EQ(std::tuple(bare->StartDateTime(), bare->DateTimeType(), bare->GetLastDate(),
+                       bare->Series() == nullptr, bare->OverLapsWith(*DateTimeNormal::New(0, 1e6))),
+            std::tuple(0.0, int16_t{0}, 0.0, true, false));
 }
 
 // --- Recurring periods: the model and the first occurrence ---
@@ -203,7 +209,14 @@ TEST(Expansion, TouchingOccurrencesDoNotMeet) {
   EXPECT_EQ(StartsOf(instant, jan5 + 8.9 * kHour, jan5 + 1), "2008-01-05 09:00");
 }
 
-TEST(Expansion, YearlyWithoutMonthBecomesTheFirstOfMarchForGood) {
+TEST(Expansion, YearlyStartsAtTheQueryYearAndWithoutMonthOnTheFirstOfMarchForGood) {
+  // Every second year on 31 December for two days: the occurrence of 2004
+  // runs into 2005, but the walk starts in 2006.
+  const SeriesFields late{
+      .mode = calYearly2, .anchor = D(2000, 1, 1), .m = -1, .n = 2, .end = 2 + 11 * kHour};
+  EXPECT_EQ(StartsOf(late, D(1990, 1, 1), D(2005, 1, 1)),
+            "2000-12-31 09:00, 2002-12-31 09:00, 2004-12-31 09:00");
+  EXPECT_EQ(StartsOf(late, D(2005, 1, 1), D(2005, 1, 2)), "");
   auto series = MakeSeries({.mode = calYearly, .anchor = D(2008, 1, 1), .m = 17, .in_month = 0});
   EXPECT_EQ(Starts(*series, D(2008, 1, 1), D(2010, 1, 1)), "2008-03-01 09:00, 2009-03-01 09:00");
   EXPECT_EQ(std::tuple(series->InMonth(), series->m()), std::tuple(3, 1));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
 #include "support/test_env.h"
 
@@ -38,6 +39,9 @@ TEST_F(OsFileSystemTest, WritesReadsRenamesWithoutReplacingAndRemoves) {
   std::string contents;
   EXPECT_FALSE(fs_.ReadFile(a, &contents).ok());
   EXPECT_FALSE(fs_.ReadFile(dir_.path(), &contents).ok());  // a folder
+  // Folders exist too; one is created only below an existing parent.
+  EXPECT_EQ(std::tuple(fs_.Exists(dir_.path()), fs_.Exists("")), std::tuple(true, false));
+  EXPECT_FALSE(fs_.CreateFolder(Join(Path("no"), "parent")).ok());
 }
 
 TEST_F(OsFileSystemTest, ListsOnlyNamesWithTheExtension) {
