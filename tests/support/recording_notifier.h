@@ -25,7 +25,10 @@ class RecordingNotifier : public core::SilentNotifierServer {
 
   using P = const std::string&;  // the calendar's Path
   using A = const Appointment&;
-  void RegisterCalendar(int32_t id, P p) override { registered.push_back(id), last_path = p; }
+  void RegisterCalendar(int32_t id, P p) override {
+    registered.push_back(id);
+    last_path = p;
+  }
   void NotifyBeforeLoadFile(int32_t id, int32_t f, P p) override {
     Record(id, "BeforeLoadFile", f, p);
   }
