@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "orncalendar/orncalendar.h"
@@ -19,10 +20,10 @@
 namespace orncal {
 namespace {
 
-Date Day(int32_t y, int32_t m, int32_t d) { return DateFromParts(y, m, d); }
-Date At(int32_t y, int32_t m, int32_t d, int32_t h) { return Day(y, m, d) + h / 24.0; }
+Date Day(int32_t d, int32_t m) { return DateFromParts(2008, m, d); }
 
-AppointmentPtr Make(Calendar& calendar, const char* title, Date start, Date end, bool allDay) {
+AppointmentPtr Make(Calendar& calendar, const char* title, Date start, Date end,
+                    bool allDay = false) {
   AppointmentPtr a =
       calendar.Appointment({.StartDateTime = start, .EndDateTime = end, .AllDay = allDay});
   a->SetTitle(title);
@@ -31,53 +32,46 @@ AppointmentPtr Make(Calendar& calendar, const char* title, Date start, Date end,
 }
 
 void Write(Calendar& calendar) {
-  Make(calendar, "single", At(2008, 5, 20, 9), At(2008, 5, 20, 10), false);
-  Make(calendar, "holiday", Day(2008, 6, 2), Day(2008, 6, 4), true);
-  Make(calendar, "long", Day(2008, 5, 28), Day(2008, 7, 3), false);
-  AppointmentPtr gone = Make(calendar, "removed", At(2008, 6, 10, 9), At(2008, 6, 10, 10), false);
-  AppointmentPtr moved = Make(calendar, "moved", At(2008, 5, 5, 9), At(2008, 5, 5, 10), false);
+  const Date nine = 9 / 24.0, ten = 10 / 24.0;
+  Make(calendar, "single", Day(20, 5) + nine, Day(20, 5) + ten);
+  Make(calendar, "holiday", Day(2, 6), Day(4, 6), true);
+  Make(calendar, "long", Day(28, 5), Day(3, 7));
+  AppointmentPtr gone = Make(calendar, "removed", Day(10, 6) + nine, Day(10, 6) + ten);
+  AppointmentPtr moved = Make(calendar, "moved", Day(5, 5) + nine, Day(5, 5) + ten);
 
   AppointmentPtr weekly = calendar.Appointment({.SaveNow = false});
   DateTimeSerialPtr series = DateTimeSerial::New();
   series->SetRepetitionMode(calWeekly);
   series->Setn(1);
   series->SetWeekdays(calTuesday | calFriday);
-  series->SetSeriesStartDateTime(Day(2008, 4, 29));
-  series->SetSeriesEndDateTime(Day(2008, 8, 31));
-  series->SetStartDateTime(10 / 24.0);
+  series->SetSeriesStartDateTime(Day(29, 4));
+  series->SetSeriesEndDateTime(Day(31, 8));
+  series->SetStartDateTime(ten);
   series->SetEndDateTime(11 / 24.0);
   weekly->SetDateTime(series);
   weekly->SetTitle("weekly");
   weekly->AfterDateTimeChange();
 
   moved->BeforeDateTimeChange();
-  moved->DateTime()->SetStartDateTime(At(2008, 7, 1, 9));
-  moved->DateTime()->SetEndDateTime(At(2008, 7, 1, 10));
+  moved->DateTime()->SetStartDateTime(Day(1, 7) + nine);
+  moved->DateTime()->SetEndDateTime(Day(1, 7) + ten);
   moved->AfterDateTimeChange();
   gone->Remove();
   calendar.Save();
   calendar.ScanMonthFiles();  // what is on disk now
 }
 
-std::string Number(double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.17g", value);
-  return text;
-}
-
 void Report(Calendar& calendar, std::ostream& out) {
-  const std::pair<Date, Date> periods[] = {{Day(2008, 4, 1), Day(2008, 9, 1)},
-                                           {Day(2008, 6, 1), Day(2008, 7, 1)}};
-  for (const auto& [from, to] : periods) {
+  out.precision(17);
+  for (const auto& [from, to] : {std::tuple(Day(1, 4), Day(1, 9)), {Day(1, 6), Day(1, 7)}}) {
     for (bool separate : {true, false}) {
-      out << "query " << Number(from) << " " << Number(to) << (separate ? " parts" : " whole")
-          << "\n";
+      out << "query " << from << " " << to << (separate ? " parts" : " whole") << "\n";
       AppointmentsPtr result = calendar.AllAppointmentsInPeriod(*DateTimeNormal::New(from, to),
                                                                 {.SeperateSerials = separate});
       for (const AppointmentPtr& a : *result) {
         out << "  " << a->AppointmentType() << " " << a->File() << "/" << a->ID() << " "
-            << a->Title() << " " << Number(a->DateTime()->StartDateTime()) << " "
-            << Number(a->DateTime()->EndDateTime()) << (a->AllDay() ? " all-day" : "") << "\n";
+            << a->Title() << " " << a->DateTime()->StartDateTime() << " "
+            << a->DateTime()->EndDateTime() << (a->AllDay() ? " all-day" : "") << "\n";
       }
     }
   }
@@ -85,15 +79,14 @@ void Report(Calendar& calendar, std::ostream& out) {
   std::sort(months.begin(), months.end());
   for (int32_t month : months) {
     out << "file " << month << "\n";
-    FilePtr file = calendar.GetMonthFile(MonthRef{.FileLong = month});
-    for (const AppointmentPtr& entry : *file->Appointments()) {
+    AppointmentsPtr entries = calendar.GetMonthFile(MonthRef{.FileLong = month})->Appointments();
+    for (const AppointmentPtr& entry : *entries) {
       out << "  " << entry->AppointmentType() << " #" << entry->OutsideID();
       if (auto* link = dynamic_cast<AppointmentLink*>(entry.get())) {
-        out << " -> " << link->DestinationFile() << "/" << link->DestinationID();
+        out << " -> " << link->DestinationFile() << "/" << link->DestinationID() << "\n";
       } else {
-        out << " " << entry->Title();
+        out << " " << entry->Title() << "\n";
       }
-      out << "\n";
     }
   }
 }

@@ -1,25 +1,22 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
-#include "core/calendar_state.h"
-#include "core/notifier.h"
 #include "core/shared_calendar.h"
 #include "orncalendar/orncalendar.h"
 #include "platform/system.h"
 #include "support/fault_file_system.h"
+#include "support/recording_notifier.h"
 #include "support/registry.h"
-#include "support/test_env.h"
 
 namespace orncal {
 namespace {
 
-using testing::CalendarTest;
 using testing::Join;
 using testing::PathExists;
-using testing::WriteBytes;
 
-class StartupTest : public CalendarTest {};
+class StartupTest : public testing::RecordingCalendarTest {};
 
 TEST_F(StartupTest, DataFolderLiesBelowTheApplicationDataFolderAndIsCreated) {
   CalendarPtr calendar = StartCalendar();
@@ -29,6 +26,10 @@ TEST_F(StartupTest, DataFolderLiesBelowTheApplicationDataFolderAndIsCreated) {
   EXPECT_TRUE(PathExists(DataFolder()));
   EXPECT_EQ(calendar->TasksFilePath(), DataFile("tasks.xtf"));
   EXPECT_TRUE(calendar->Initialized());
+  // A path given to a calendar of its own is trimmed.
+  CalendarPtr other = Calendar::New();
+  other->InitCalendar("  " + temp_.path() + "  ");
+  EXPECT_EQ(other->Path(), platform::NormalizeDataPath(temp_.path()));
 }
 
 TEST_F(StartupTest, WithoutAnApplicationDataFolderTheFallBackBelowBinIsCreated) {
@@ -42,123 +43,79 @@ TEST_F(StartupTest, WithoutAnApplicationDataFolderTheFallBackBelowBinIsCreated) 
   EXPECT_EQ(core::DataFolder(), expected);
   EXPECT_EQ(calendar->Path(), platform::NormalizeDataPath(expected));
   EXPECT_TRUE(PathExists(expected));
-  // Leave the test binary's folder as it was.
-  testing::RemoveAll(core::AppFolder() + "bin");
+  testing::RemoveAll(core::AppFolder() + "bin");  // leave the test binary's folder as it was
 }
 
-TEST_F(StartupTest, CalendarAndCalendAreOneObjectAcrossCalendarMains) {
-  CalendarMain first;
-  CalendarMain second;
-  EXPECT_EQ(first.Calendar(), first.Calend());
-  EXPECT_EQ(first.Calendar(), second.Calendar());
+TEST_F(StartupTest, OneSharedCalendarStartedOnceAndKeptOnRelease) {
+  CalendarMain first, second;
+  CalendarPtr calendar = first.Calendar();
+  EXPECT_EQ(first.Calend(), calendar);
+  EXPECT_EQ(second.Calendar(), calendar);
   EXPECT_EQ(second.Calend(), core::SharedCalendar());
-}
-
-TEST_F(StartupTest, StartUpRunsOnce) {
-  CalendarPtr calendar = StartCalendar();
   // A later change of the application-data folder is not seen.
   platform::SetShellFolderHook([](int32_t) { return std::string("/elsewhere"); });
+  calendar->Release();
   EXPECT_EQ(StartCalendar(), calendar);
   EXPECT_EQ(calendar->Path(), DataFolder());
+  EXPECT_TRUE(calendar->Initialized());
 }
 
 TEST_F(StartupTest, AllFilesHoldsTheMonthFilesOnly) {
-  testing::MakeFolders(DataFolder());
-  for (const char* name : {"200805.xmf", "notes.xmf", ".xmf", "200805.xmf.1", "tasks.xtf"}) {
-    WriteBytes(DataFile(name), "");
-  }
+  for (const char* name : {"200805.xmf", "notes.xmf", ".xmf", "200805.xmf.1", "tasks.xtf"})
+    PutDataFile(name, "");
   CalendarPtr calendar = StartCalendar();
   CollectionPtr<int32_t> all = calendar->AllFiles();
   ASSERT_EQ(all->Count(), 1);
-  EXPECT_EQ(all->Item(1), 200805);
   EXPECT_EQ(all->Item("200805"), 200805);
   EXPECT_EQ(calendar->AllFiles(), all);  // the live collection
-}
-
-TEST_F(StartupTest, ScanningKeepsTheFirstOfTwoStemsAndSkipsWhatIsNoNumber) {
-  testing::MakeFolders(DataFolder());
-  for (const char* name :
-       {"200801.xmf", "200801.old.xmf", " 200802 .xmf", "2008x.xmf", "99999999999.xmf", "-5.xmf"}) {
-    WriteBytes(DataFile(name), "");
+  // Of two stems the first is kept; what is no number is skipped.
+  for (const char* name : {"200801.old.xmf", " 200802 .xmf", "2008x.xmf", "99999999999.xmf",
+                           "-5.xmf", "200805.old.xmf"}) {
+    PutDataFile(name, "");
   }
-  CalendarPtr calendar = StartCalendar();
-  std::vector<int32_t> months(calendar->AllFiles()->begin(), calendar->AllFiles()->end());
+  calendar->ScanMonthFiles();
+  all = calendar->AllFiles();
+  std::vector<int32_t> months(all->begin(), all->end());
   std::sort(months.begin(), months.end());
-  EXPECT_EQ(months, (std::vector<int32_t>{-5, 200801, 200802}));
+  EXPECT_EQ(months, (std::vector<int32_t>{-5, 200801, 200802, 200805}));
 }
 
 TEST_F(StartupTest, ADataFolderThatCannotBeCreatedLeavesAWorkingEmptyCalendar) {
   // The application-data "folder" is a file, so nothing can be created below it.
-  testing::MakeFolders(temp_.path());
-  WriteBytes(AppDataFolder(), "not a folder");
+  testing::WriteBytes(app_data_, "not a folder");
   CalendarPtr calendar = StartCalendar();
   ASSERT_TRUE(calendar);
-  EXPECT_EQ(calendar->Path(), DataFolder());
-  EXPECT_EQ(calendar->AllFiles()->Count(), 0);
-  EXPECT_TRUE(calendar->Initialized());
+  EXPECT_EQ(std::tuple(calendar->Path(), calendar->AllFiles()->Count(), calendar->Initialized()),
+            std::tuple(DataFolder(), 0, true));
 }
 
-TEST_F(StartupTest, FolderCreationFailuresAreIgnored) {
+TEST(CreatePathFolders, CreatesWhatIsMissingIgnoringFailuresAndLeavesExistingFoldersAlone) {
+  testing::TempDir temp;
+  testing::MessageCapture messages;
   testing::FaultFileSystem faults;
   testing::ScopedFileSystem installed(&faults);
-  faults.FailOn(testing::FaultFileSystem::Op::kCreateFolder, "Calendar");
-  CalendarPtr calendar = StartCalendar();
-  ASSERT_TRUE(calendar);
-  EXPECT_TRUE(PathExists(Join(AppDataFolder(), "Ornavel")));
-  EXPECT_FALSE(PathExists(DataFolder()));
+  faults.FailOn(testing::FaultFileSystem::Op::kCreateFolder, "refused");
+  const std::string b = Join(Join(temp.path(), "a"), "b"), d = Join(Join(b, "refused"), "d");
+  core::CreatePathFolders(d);
+  EXPECT_EQ(std::tuple(PathExists(b), PathExists(d)), std::tuple(true, false));
+  const size_t created = faults.CreatedFolders().size();
+  core::CreatePathFolders(b);
+  EXPECT_EQ(faults.CreatedFolders().size(), created);
+  EXPECT_TRUE(messages.messages.empty());
 }
 
-TEST_F(StartupTest, CreatePathFoldersLeavesExistingFoldersAlone) {
-  testing::FaultFileSystem faults;
-  testing::ScopedFileSystem installed(&faults);
-  const std::string path = Join(Join(temp_.path(), "a"), "b");
-  core::CreatePathFolders(path);
-  EXPECT_TRUE(PathExists(path));
-  size_t created = faults.Log().size();
-  core::CreatePathFolders(path);
-  EXPECT_EQ(faults.Log().size(), created);
-  EXPECT_TRUE(messages_.messages().empty());
-}
-
-TEST_F(StartupTest, InstanceIdIsTheMillisecondOfTheDayAndRegistersWithTheNotifier) {
-  struct Recorder : core::SilentNotifierServer {
-    std::vector<std::pair<int32_t, std::string>> registered;
-    void RegisterCalendar(int32_t id, const std::string& path) override {
-      registered.emplace_back(id, path);
-    }
-  };
-  auto recorder = std::make_shared<Recorder>();
-  core::SetNotifierFactory([&] { return recorder; });
-  clock_.clock().Set(DateFromParts(2008, 5, 14) + TimeFromParts(1, 2, 3) + 0.456 / 86400);
+TEST_F(StartupTest, InstanceIdIsTheMillisecondOfTheDayAndNamesTheCalendarToTheNotifier) {
+  clock_->Set(DateFromParts(2008, 5, 14) + TimeFromParts(1, 2, 3) + 0.456 / 86400);
   CalendarPtr calendar = StartCalendar();
-  core::SetNotifierFactory(nullptr);
   EXPECT_EQ(core::InstanceID(), 3723456);
-  ASSERT_EQ(recorder->registered.size(), 1u);
-  EXPECT_EQ(recorder->registered[0].first, 3723456);
-  EXPECT_EQ(recorder->registered[0].second, calendar->Path());
-}
-
-TEST_F(StartupTest, ResetRemindScanRestartsFromNow) {
-  CalendarPtr calendar = StartCalendar();
+  EXPECT_EQ(notifier_->registered, std::vector<int32_t>{3723456});
+  EXPECT_EQ(notifier_->last_path, calendar->Path());
+  // The reminder scan starts from now, and again from now when reset.
   EXPECT_EQ(calendar->RemindScanHour(), -1);
-  EXPECT_EQ(calendar->RemindScanFrom(), clock_.clock().Now());
-  clock_.clock().Advance(3600);
+  EXPECT_EQ(calendar->RemindScanFrom(), clock_->Now());
+  clock_->Advance(3600);
   calendar->ResetRemindScan();
-  EXPECT_EQ(calendar->RemindScanFrom(), clock_.clock().Now());
-}
-
-TEST_F(StartupTest, ReleaseOfTheSharedCalendarKeepsIt) {
-  CalendarPtr calendar = StartCalendar();
-  calendar->Release();
-  EXPECT_EQ(StartCalendar(), calendar);
-  EXPECT_TRUE(calendar->Initialized());
-}
-
-TEST(DataPath, IsTrimmedOfSpaces) {
-  testing::TempDir dir;
-  CalendarPtr calendar = Calendar::New();
-  calendar->InitCalendar("  " + dir.path() + "  ");
-  EXPECT_EQ(calendar->Path(), platform::NormalizeDataPath(dir.path()));
+  EXPECT_EQ(calendar->RemindScanFrom(), clock_->Now());
 }
 
 TEST(CalendarRef, EmptyMeansTheSharedCalendarAndNothingIsKeptAlive) {
@@ -174,8 +131,7 @@ TEST(CalendarRef, EmptyMeansTheSharedCalendarAndNothingIsKeptAlive) {
   EXPECT_EQ(ref.Get(), nullptr);
   // The owner setter never stores a calendar the reference did not hold.
   core::CalendarRef owner;
-  CalendarPtr another = Calendar::New();
-  owner.SetOwner(another);
+  owner.SetOwner(Calendar::New());
   EXPECT_FALSE(owner.Held());
 }
 

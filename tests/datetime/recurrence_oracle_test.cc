@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <random>
-#include <sstream>
 #include <vector>
 
 #include "series_helpers.h"
@@ -18,10 +18,7 @@
 namespace orncal {
 namespace {
 
-using testing::Expand;
-using testing::MakeSeries;
-using testing::Occurrence;
-using testing::SeriesFields;
+using namespace testing;
 
 // The calendar from 1 January 2000 (day 36526, a Saturday) to 2060, counted
 // day by day.
@@ -172,35 +169,22 @@ Case RandomCase(calRepetitionModes mode, std::mt19937& rng) {
   s.eternal = pick(0, 1) == 1;
   s.series_end = s.anchor + pick(-10, 3000);
   s.weekdays = pick(0, 9) == 0 ? 0 : pick(1, 127);
-  switch (mode) {
-    case calDaily:
-      s.n = pick(1, 10);
-      break;
-    case calWeekly:
-      s.n = pick(1, 5);
-      break;
-    case calMonthly:
-      s.m = pick(-35, 35);
-      break;
-    case calYearly:
-      s.m = pick(1, 40), s.in_month = pick(0, 12);
-      break;
-    case calYearly2:
-      s.m = pick(-370, 370);
-      break;
-    case calWeekdayInYear:
-      s.m = pick(-54, 54);
-      break;
-    default:
-      s.m = pick(-5, 5), s.in_month = pick(1, 12);
-      break;  // modes 6 and 8
+  // m counts from either end (from the start only for calYearly); modes 4,
+  // 6 and 8 name a month too.
+  const int32_t m_limit[] = {0, 0, 0, 35, 40, 370, 5, 54, 5};
+  if (mode <= calWeekly) {
+    s.n = pick(1, mode == calDaily ? 10 : 5);
+  } else {
+    s.m = pick(mode == calYearly ? 1 : -m_limit[mode], m_limit[mode]);
   }
+  if (mode == calYearly) s.in_month = pick(0, 12);
+  if (mode == calWeekdayInMonth || mode == calWeekdayInYear2) s.in_month = pick(1, 12);
   if (mode == calMonthly || mode == calWeekdayInMonth) {
     // Intervals whose month sum never lands on a multiple of 12 beyond 12,
     // which the walk reads as December of the year before.
     s.n = pick(1, 11);
     if (pick(0, 4) == 0 && MonthOf(s.anchor) != 12) s.n = 12 * pick(1, 2);
-  } else if (mode != calDaily && mode != calWeekly) {
+  } else if (mode > calWeekly) {
     s.n = pick(1, 4);
   }
   c.qs = s.anchor + pick(-200, 2500) + (pick(0, 2) == 0 ? 0 : pick(0, 95) / 96.0);
@@ -212,13 +196,14 @@ Case RandomCase(calRepetitionModes mode, std::mt19937& rng) {
 }
 
 std::string Describe(const Case& c) {
-  std::ostringstream out;
-  out.precision(17);
-  out << "mode " << c.fields.mode << " anchor " << c.fields.anchor << " m " << c.fields.m << " n "
-      << c.fields.n << " in_month " << c.fields.in_month << " weekdays " << c.fields.weekdays
-      << " times " << c.fields.start << ".." << c.fields.end << " eternal " << c.fields.eternal
-      << " end " << c.fields.series_end << " query " << c.qs << ".." << c.qe;
-  return out.str();
+  const SeriesFields& f = c.fields;
+  char text[300];
+  std::snprintf(text, sizeof text,
+                "mode %d anchor %.17g m %d n %d in_month %d weekdays %d times %.17g..%.17g "
+                "eternal %d end %.17g query %.17g..%.17g",
+                f.mode, f.anchor, f.m, f.n, f.in_month, f.weekdays, f.start, f.end, f.eternal,
+                f.series_end, c.qs, c.qe);
+  return text;
 }
 
 TEST(ExpansionAgainstEnumeration, RandomSeriesOfEveryMode) {

@@ -74,11 +74,11 @@ inline std::string Text(Date date) {
   return text;
 }
 
-// The starts of the occurrences meeting the query, as texts.
-inline std::vector<std::string> Starts(DateTimeSerial& series, Date qs, Date qe) {
-  std::vector<std::string> starts;
+// The starts of the occurrences meeting the query, as "2008-01-05 09:00, ...".
+inline std::string Starts(DateTimeSerial& series, Date qs, Date qe) {
+  std::string starts;
   for (const auto& [start, end] : Expand(series, qs, qe))
-    starts.push_back(Text(start));
+    starts += (starts.empty() ? "" : ", ") + Text(start);
   return starts;
 }
 

@@ -56,28 +56,25 @@ TEST_F(EnvTest, UserFoldersComeFromUserDirsAndOthersAreEmpty) {
   EXPECT_EQ(GetSpecialFolder(0, 2, ""), "");
 }
 
-TEST(ShellHook, ReplacesTheShellAndQuotesAreDropped) {
+TEST(Host, ShellHookRegistryLogonNameLibraryFolderAndDataPaths) {
   SetShellFolderHook([](int32_t folder) -> std::optional<std::string> {
     if (folder == 26) return "\"/quoted/path\"";
     return std::nullopt;
   });
-  EXPECT_EQ(GetSpecialFolder(0, 26, ""), "/quoted/path");
+  EXPECT_EQ(GetSpecialFolder(0, 26, ""), "/quoted/path");  // quotes are dropped
   EXPECT_EQ(GetSpecialFolder(0, 5, "dflt"), "dflt");
   SetShellFolderHook(nullptr);
-}
-
-TEST(Registry, EveryReadAnswersItsDefault) {
+  // There is no registry: every read answers its default.
   EXPECT_EQ(GetRegString("Software\\X\\", "Value", "dflt", RegistryRoot::kCurrentUser), "dflt");
-  EXPECT_EQ(GetRegString("", "", "", RegistryRoot::kLocalMachine), "");
-}
-
-TEST(Host, LogonNameAndLibraryFolderAreKnown) {
   EXPECT_FALSE(GetLoginName().empty());
-  std::string folder = LibraryFolder();
+  const std::string folder = LibraryFolder();
   ASSERT_FALSE(folder.empty());
-  EXPECT_EQ(folder.back(), '/');
   EXPECT_EQ(folder.front(), '/');
+  EXPECT_EQ(folder.back(), '/');
   EXPECT_TRUE(orncal::testing::PathExists(folder));
+  // Data paths are trimmed but keep their case.
+  EXPECT_EQ(NormalizeDataPath("  /Home/Anna/Files  "), "/Home/Anna/Files");
+  EXPECT_EQ(NormalizeDataPath("   "), "");
 }
 
 TEST(MessageSink, TheDefaultWritesOneLineToStderr) {
@@ -87,11 +84,6 @@ TEST(MessageSink, TheDefaultWritesOneLineToStderr) {
   std::string err = ::testing::internal::GetCapturedStderr();
   SetMessageHandler(std::move(before));
   EXPECT_EQ(err, "Ornavel Calendar: Schwerwiegender Fehler: Die Monatsdatei\n");
-}
-
-TEST(Host, DataPathsAreTrimmedButKeepTheirCase) {
-  EXPECT_EQ(NormalizeDataPath("  /Home/Anna/Files  "), "/Home/Anna/Files");
-  EXPECT_EQ(NormalizeDataPath("   "), "");
 }
 
 }  // namespace

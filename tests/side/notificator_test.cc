@@ -5,45 +5,36 @@
 #include <string>
 #include <vector>
 
-#include "core/notifier.h"
 #include "core/shared_calendar.h"
-#include "support/test_env.h"
+#include "support/recording_notifier.h"
 
 namespace orncal {
 namespace {
 
 using Event = Notificator::Event;
+using Calls = std::vector<std::string>;
 
-TEST(Notificator, RaisesEachEventToItsSubscribersInOrder) {
+TEST(Notificator, RaisesEachEventToItsSubscribersInOrderWhileTheyComeAndGo) {
   auto source = Notificator::New();
-  std::vector<std::string> calls;
-  source->Subscribe(Event::kChange, [&] { calls.push_back("change 1"); });
-  source->Subscribe(Event::kTasksChange, [&] { calls.push_back("tasks"); });
-  source->Subscribe(Event::kChange, [&] { calls.push_back("change 2"); });
-  source->RaiseChange({.AllInstances = false});
-  source->RaiseTasksChange();
-  EXPECT_EQ(calls, (std::vector<std::string>{"change 1", "change 2", "tasks"}));
-}
-
-TEST(Notificator, SubscribersMayComeAndGoWhileAnEventIsRaised) {
-  auto source = Notificator::New();
-  std::vector<std::string> calls;
+  Calls calls;
   Notificator::Cookie second = 0, self = 0;
   source->Subscribe(Event::kChange, [&] {
     calls.push_back("first");
     source->Unsubscribe(second);
     source->Subscribe(Event::kChange, [&] { calls.push_back("late"); });
   });
+  source->Subscribe(Event::kTasksChange, [&] { calls.push_back("tasks"); });
   second = source->Subscribe(Event::kChange, [&] { calls.push_back("second"); });
   self = source->Subscribe(Event::kChange, [&] {
     calls.push_back("once");
     source->Unsubscribe(self);
   });
   source->RaiseChange({.AllInstances = false});
-  EXPECT_EQ(calls, (std::vector<std::string>{"first", "once"}));
+  source->RaiseTasksChange();
+  EXPECT_EQ(calls, (Calls{"first", "once", "tasks"}));
   calls.clear();
   source->RaiseChange({.AllInstances = false});
-  EXPECT_EQ(calls, (std::vector<std::string>{"first", "late"}));
+  EXPECT_EQ(calls, (Calls{"first", "late"}));
 }
 
 TEST(Notificator, AScopedSubscriptionEndsWithItsScopeAndOutlivesItsSource) {
@@ -59,44 +50,27 @@ TEST(Notificator, AScopedSubscriptionEndsWithItsScopeAndOutlivesItsSource) {
   source.reset();  // the subscription's end must not touch the gone source
 }
 
-class NotificatorMessages : public testing::CalendarTest {
- protected:
-  struct Recorder : core::SilentNotifierServer {
-    std::vector<std::pair<int32_t, std::string>> anything_changed;
-    void NotifyAnythingChanged(int32_t id, const std::string& path) override {
-      anything_changed.emplace_back(id, path);
-    }
-  };
-  NotificatorMessages() {
-    core::SetNotifierFactory([this] { return recorder_; });
-  }
-  ~NotificatorMessages() override { core::SetNotifierFactory(nullptr); }
-  std::shared_ptr<Recorder> recorder_ = std::make_shared<Recorder>();
-};
+class NotificatorMessages : public testing::RecordingCalendarTest {};
 
-TEST_F(NotificatorMessages, OnlyAllInstancesTellsTheOtherProcesses) {
+TEST_F(NotificatorMessages, OnlyAllInstancesTellsTheOtherProcessesOfItsCalendar) {
   CalendarPtr calendar = StartCalendar();
   auto source = Notificator::New();
+  EXPECT_EQ(source->GetCalendar(), calendar);  // the shared one unless set otherwise
   int local = 0;
   source->Subscribe(Event::kChange, [&] { ++local; });
   source->RaiseChange({.AllInstances = false});
-  EXPECT_TRUE(recorder_->anything_changed.empty());
+  EXPECT_TRUE(notifier_->sent.empty());
   source->RaiseChange();
   EXPECT_EQ(local, 2);
-  ASSERT_EQ(recorder_->anything_changed.size(), 1u);
-  EXPECT_EQ(recorder_->anything_changed[0].first, core::InstanceID());
-  EXPECT_EQ(recorder_->anything_changed[0].second, calendar->Path());
-}
+  EXPECT_EQ(notifier_->sent, Calls{"AnythingChanged"});
+  EXPECT_EQ(notifier_->last_instance, core::InstanceID());
+  EXPECT_EQ(notifier_->last_path, calendar->Path());
 
-TEST_F(NotificatorMessages, TheCalendarOfANotificatorIsTheSharedOneUnlessSetOtherwise) {
-  CalendarPtr shared = StartCalendar();
-  auto source = Notificator::New();
-  EXPECT_EQ(source->GetCalendar(), shared);
   CalendarPtr other = Calendar::New();
   source->SetCalendar(other);
   EXPECT_EQ(source->GetCalendar(), other);
-  source->SetCalendar(shared);
-  EXPECT_EQ(source->GetCalendar(), shared);
+  source->SetCalendar(calendar);
+  EXPECT_EQ(source->GetCalendar(), calendar);
 }
 
 }  // namespace

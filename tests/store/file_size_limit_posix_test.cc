@@ -15,11 +15,9 @@ namespace {
 class FileSizeLimitTest : public testing::RecordingCalendarTest {};
 
 TEST_F(FileSizeLimitTest, AWriteBeyondTheLimitLeavesThePreviousFile) {
-  testing::MakeFolders(DataFolder());
   const std::string path = DataFile("200805.xmf");
-  const std::string previous =
-      testing::MonthBytes().Long(10003).Real(1, "previous", 39582, 39583).Byte(0).str();
-  testing::WriteBytes(path, previous);
+  const std::string previous = testing::MonthBytes().Long(10003).Real(1, "x", 1, 2).Byte(0).str();
+  PutDataFile("200805.xmf", previous);
   CalendarPtr calendar = StartCalendar();
   FilePtr may = calendar->GetMonthFile(MonthRef{.Month = 5, .Year = 2008});
   may->Appointments()->Item(1)->SetNotes(std::string(64 * 1024, 'n'));
@@ -33,7 +31,7 @@ TEST_F(FileSizeLimitTest, AWriteBeyondTheLimitLeavesThePreviousFile) {
     const rlimit limit{4096, 4096};
     setrlimit(RLIMIT_FSIZE, &limit);
     may->SaveFile();
-    _exit(messages_.messages().size() == 1 && may->Changed() ? 0 : 1);
+    _exit(messages_.messages.size() == 1 && may->Changed() ? 0 : 1);
   }
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);

@@ -1,13 +1,23 @@
+// Month files: numbers, links, saving, and what happens when loading or
+// saving goes wrong (the exact messages, the previous file kept byte for byte).
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "orncalendar/orncalendar.h"
+#include "store/month_file_format.h"
+#include "support/fault_file_system.h"
 #include "support/month_bytes.h"
 #include "support/recording_notifier.h"
 
 namespace orncal {
 namespace {
 
+using testing::FaultFileSystem;
 using testing::MonthBytes;
+using testing::PathExists;
+using testing::ReadBytes;
+using Op = FaultFileSystem::Op;
 using Sent = std::vector<std::string>;
 
 AppointmentRealPtr Real(int32_t id) {
@@ -33,11 +43,8 @@ TEST(FileNumbers, TheReservedNumberComesFirstThenTheLowestFreeOne) {
 class FileTest : public testing::RecordingCalendarTest {
  protected:
   FileTest() {
-    testing::MakeFolders(DataFolder());
-    testing::WriteBytes(DataFile("200804.xmf"),
-                        MonthBytes().Long(10003).Real(3, "April", 39540, 39541).Byte(0).str());
-    testing::WriteBytes(DataFile("200805.xmf"),
-                        MonthBytes().Long(10003).Link(1, 200804, 3).Link(2, 200804, 9).str());
+    PutDataFile("200804.xmf", MonthBytes().Long(10003).Real(3, "April", 39540, 39541).str());
+    PutDataFile("200805.xmf", MonthBytes().Long(10003).Link(1, 200804, 3).Link(2, 200804, 9).str());
     calendar_ = StartCalendar();
     may_ = calendar_->GetMonthFile(MonthRef{.Month = 5, .Year = 2008});
     april_ = calendar_->GetAppointment(200804, 3);
@@ -104,6 +111,121 @@ TEST_F(FileTest, ResetChangedClearsTheEntriesAndTheDestinationsOfLinks) {
   may_->SetChanged(true);
   may_->ResetChanged();
   EXPECT_FALSE(own->Changed() || april_->Changed() || may_->Changed());
+}
+
+class FileFailureTest : public testing::RecordingCalendarTest {
+ protected:
+  FileFailureTest() {
+    PutDataFile("200805.xmf", previous_);
+    calendar_ = StartCalendar();
+  }
+
+  // The May file with one more appointment, so that a save changes it.
+  FilePtr ChangedMay() {
+    FilePtr may = calendar_->GetMonthFile(MonthRef{.Month = 5, .Year = 2008});
+    AppointmentRealPtr added = AppointmentReal::New();
+    added->SetID(2);
+    added->SetNotes(std::string(300, 'x'));
+    added->SetDateTime(DateTimeNormal::New(39583, 39584));
+    may->Appointments()->AddKeyed(added);
+    may->SetChanged(true);
+    return may;
+  }
+  FilePtr Unloaded() {
+    FilePtr file = File::New();
+    file->SetFilePath(path_);
+    return file;
+  }
+  void ExpectOnlyMessage(const std::string& text) {
+    ASSERT_EQ(messages_.texts(), std::vector<std::string>{text});
+    EXPECT_EQ(messages_.messages[0].Style, MessageStyle::kCritical);
+    messages_.messages.clear();
+  }
+  std::string LoadFailure() const {
+    return "Schwerwiegender Fehler:\r\nDie Monatsdatei \"" + path_ +
+           "\" konnte nicht geladen werden.";
+  }
+  std::string SaveFailure() const {
+    return "Die Monatsdatei \"" + path_ +
+           "\" konnte nicht gespeichert werden. Es besteht die Gefahr, dass Daten verloren gehen.";
+  }
+
+  const std::string path_ = DataFile("200805.xmf");
+  const std::string previous_ =
+      testing::MonthBytes().Long(10003).Real(1, "previous", 39582, 39583).Byte(0).str();
+  CalendarPtr calendar_;
+};
+
+TEST_F(FileFailureTest, AFileThatCannotBeReadFailsToLoadKeepingTheRecordsBeforeTheFault) {
+  testing::RemoveAll(path_);
+  EXPECT_FALSE(Unloaded()->Load());
+  ExpectOnlyMessage(LoadFailure());
+
+  testing::WriteBytes(path_, previous_.substr(0, previous_.size() - 1) + "\x05");
+  FilePtr file = Unloaded();
+  EXPECT_FALSE(file->Load());
+  ExpectOnlyMessage(LoadFailure());
+  ASSERT_EQ(file->Appointments()->Count(), 1);
+  EXPECT_EQ(file->Appointments()->Item(1)->Title(), "previous");
+
+  notifier_->failing = "BeforeLoadFile";
+  EXPECT_FALSE(Unloaded()->Load());
+  ExpectOnlyMessage(LoadFailure());
+}
+
+TEST_F(FileFailureTest, ASuccessfulSaveReplacesTheFileAndLeavesNoBackup) {
+  FilePtr may = ChangedMay();
+  may->SaveFile();
+  EXPECT_TRUE(messages_.messages.empty());
+  EXPECT_EQ(ReadBytes(path_), store::EncodeMonthFile(*may->Appointments()));
+  EXPECT_FALSE(PathExists(path_ + ".1"));
+  EXPECT_FALSE(may->Changed());
+  EXPECT_EQ(notifier_->sent.back(), "Saved 200805");
+}
+
+TEST_F(FileFailureTest, EveryFailedSaveLeavesThePreviousFileByteForByte) {
+  struct Case {
+    const char* name;
+    std::function<void(FaultFileSystem&)> arm;
+    bool changed_after;  // Changed is cleared once the file was written
+  };
+  FilePtr may = ChangedMay();
+  const Case cases[] = {
+      {"backup refused", [](FaultFileSystem& f) { f.FailOn(Op::kRename); }, true},
+      {"read-only folder", [](FaultFileSystem& f) { f.FailOn(Op::kCreate); }, true},
+      {"write fails", [](FaultFileSystem& f) { f.FailOn(Op::kAppend); }, true},
+      {"disk full half-way", [](FaultFileSystem& f) { f.LimitWrites(40); }, true},
+      {"sync fails", [](FaultFileSystem& f) { f.FailOn(Op::kSync); }, true},
+      {"close fails", [](FaultFileSystem& f) { f.FailOn(Op::kClose); }, true},
+      {"notifier fails", [this](FaultFileSystem&) { notifier_->failing = "Saved"; }, false},
+      {"entry without period",
+       [&may](FaultFileSystem&) { may->Appointments()->Item(2)->SetDateTime(nullptr); }, true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    notifier_->failing.clear();
+    may->SetChanged(true);
+    FaultFileSystem faults;
+    testing::ScopedFileSystem installed(&faults);
+    c.arm(faults);
+    may->SaveFile();
+    ExpectOnlyMessage(SaveFailure());
+    EXPECT_EQ(ReadBytes(path_), previous_);
+    EXPECT_FALSE(PathExists(path_ + ".1"));
+    EXPECT_EQ(may->Changed(), c.changed_after);
+  }
+}
+
+TEST_F(FileFailureTest, TheBackupTakesTheFirstFreeNumber) {
+  testing::WriteBytes(path_ + ".1", "left by an earlier failure");
+  FilePtr may = ChangedMay();
+  FaultFileSystem faults;
+  testing::ScopedFileSystem installed(&faults);
+  faults.FailOn(Op::kRemove, ".xmf.2");  // keep the backup to look at it
+  may->SaveFile();
+  EXPECT_TRUE(messages_.messages.empty());  // a backup left behind is no failure
+  EXPECT_EQ(ReadBytes(path_ + ".2"), previous_);
+  EXPECT_EQ(ReadBytes(path_ + ".1"), "left by an earlier failure");
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "orncalendar/orncalendar.h"
 #include "support/month_bytes.h"
 
@@ -28,20 +30,15 @@ TEST(MonthFileReading, Version10000HasTheBaseFieldsAndLinks) {
   EXPECT_EQ(m.Version, 10000);
   ASSERT_EQ(m.Records->Count(), 2);
   AppointmentReal& a = RealAt(m, 1);
-  EXPECT_EQ(a.ID(), 7);
-  EXPECT_EQ(a.File(), 200805);
-  EXPECT_EQ(a.Title() + "|" + a.Notes() + "|" + a.Category(), "Zahnarzt||Privat");
-  EXPECT_TRUE(a.AllDay());
-  EXPECT_TRUE(a.Remind());  // any byte but 0 is true
-  EXPECT_EQ(a.RemindAt(), 15);
-  EXPECT_EQ(a.Flags() + a.TagsCount(), 0);
-  EXPECT_FALSE(a.Changed());
-  EXPECT_EQ(a.DateTime()->StartDateTime(), kStart);
-  EXPECT_EQ(a.DateTime()->EndDateTime(), kEnd);
+  // Any byte but 0 is true.
+  EXPECT_EQ(std::tuple(a.ID(), a.File(), a.Title(), a.Notes(), a.Category(), a.AllDay(), a.Remind(),
+                       a.RemindAt(), a.Flags(), a.TagsCount(), a.Changed()),
+            std::tuple(7, 200805, "Zahnarzt", "", "Privat", true, true, 15, 0, 0, false));
+  EXPECT_EQ(std::tuple(a.DateTime()->StartDateTime(), a.DateTime()->EndDateTime()),
+            std::tuple(kStart, kEnd));
   auto& link = dynamic_cast<AppointmentLink&>(*m.Records->ItemByID(8));
-  EXPECT_EQ(link.OutsideFile(), 200805);
-  EXPECT_EQ(link.DestinationFile(), 200804);
-  EXPECT_EQ(link.DestinationID(), 3);
+  EXPECT_EQ(std::tuple(link.OutsideFile(), link.DestinationFile(), link.DestinationID()),
+            std::tuple(200805, 200804, 3));
 }
 
 // A real appointment with flags, tags and a recurring period, as version
@@ -65,22 +62,16 @@ TEST(MonthFileReading, Versions10001And10002AddFlagsTagsAndInMonth) {
         DecodeMonthFile(MonthBytes().Long(version).str() + SeriesRecord(version).str(), 200805);
     ASSERT_TRUE(m.Complete) << m.Problem;
     AppointmentReal& a = RealAt(m, 1);
-    EXPECT_EQ(a.Flags(), calTask);
-    ASSERT_EQ(a.TagsCount(), 2);
-    EXPECT_EQ(a.TagName(1) + a.TagType(1) + a.TagData(1), "OrttextHamburg");
-    EXPECT_EQ(a.TagData(2), "A");
+    ASSERT_EQ(std::tuple(a.Flags(), a.TagsCount()), std::tuple(int32_t{calTask}, 2));
+    EXPECT_EQ(std::tuple(a.TagName(1), a.TagType(1), a.TagData(1), a.TagName(2), a.TagData(2)),
+              std::tuple("Ort", "text", "Hamburg", "Wer", "A"));
     DateTimeSerialPtr s = a.DateTime()->Series();
     ASSERT_TRUE(s);
-    EXPECT_EQ(s->StartDateTime(), 0.375);
-    EXPECT_EQ(s->EndDateTime(), 0.5);
-    EXPECT_EQ(s->SeriesStartDateTime(), 39569);
-    EXPECT_EQ(s->SeriesEndDateTime(), 39813);
-    EXPECT_TRUE(s->Eternal());
-    EXPECT_EQ(s->RepetitionMode(), calWeekly);
-    EXPECT_EQ(s->n(), 3);
-    EXPECT_EQ(s->m(), -1);
-    EXPECT_EQ(s->Weekdays(), calMonday | calFriday);
-    EXPECT_EQ(s->InMonth(), version >= 10002 ? 11 : 0);
+    EXPECT_EQ(std::tuple(s->StartDateTime(), s->EndDateTime(), s->SeriesStartDateTime(),
+                         s->SeriesEndDateTime(), s->Eternal(), s->RepetitionMode(), s->n(), s->m(),
+                         s->Weekdays(), s->InMonth()),
+              std::tuple(0.375, 0.5, 39569.0, 39813.0, true, calWeekly, 3, -1,
+                         calMonday | calFriday, version >= 10002 ? 11 : 0));
   }
 }
 
@@ -88,22 +79,15 @@ TEST(MonthFileReading, Version10003AddsProjectAndTextsAreWindows1252) {
   MonthBytes b;
   b.Long(10003);
   b.Byte(1).Long(2).Text("\xC4rger \x80").Text("").Text("").Byte(0).Byte(0).Long(0);
-  b.Long(0).Long(-3);  // a negative tag count means no tags
-  b.Text(
-       "Stra\xDF"
-       "e")
-      .Byte(7)
-      .Date(kStart)
-      .Date(kEnd);
-  b.Byte(0).Byte(9);  // what follows the end mark is not read
+  b.Long(0).Long(-3);                                   // a negative tag count: no tags
+  b.Text("Stra\337e").Byte(7).Date(kStart).Date(kEnd);  // "Straße", period type 7
+  b.Byte(0).Byte(9);                                    // what follows the end mark is not read
   MonthFileContents m = DecodeMonthFile(b.str(), 200805);
   ASSERT_TRUE(m.Complete) << m.Problem;
   AppointmentReal& a = RealAt(m, 1);
   EXPECT_EQ(a.Title(), "\xC3\x84rger \xE2\x82\xAC");  // "Ärger €"
   EXPECT_EQ(a.TagsCount(), 0);
-  EXPECT_EQ(a.Project(),
-            "Stra\xC3\x9F"
-            "e");
+  EXPECT_EQ(a.Project(), "Stra\303\237e");
   EXPECT_EQ(a.DateTime()->DateTimeType(), 1);  // any type but 2 is a single period
 }
 

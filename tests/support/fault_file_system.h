@@ -2,9 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/file_system.h"
@@ -13,40 +14,48 @@ namespace orncal::testing {
 
 class FaultFileSystem : public platform::FileSystem {
  public:
-  enum class Op { kRead, kCreate, kAppend, kSync, kClose, kRename, kRemove, kCreateFolder, kList };
+  enum class Op { kCreate, kAppend, kSync, kClose, kRename, kRemove, kCreateFolder };
 
   // Fails every operation `op` whose path contains `path_part` ("" = any).
-  void FailOn(Op op, std::string path_part = "");
+  void FailOn(Op op, std::string path_part = "") { faults_.push_back({op, std::move(path_part)}); }
   // Lets writes reach only `bytes` more bytes in total; the write that would
   // go past the limit writes what fits and fails (a full disk).
   void LimitWrites(int64_t bytes) { write_budget_ = bytes; }
-  void Heal();
+  // The folders it was asked to create, in order.
+  const std::vector<std::string>& CreatedFolders() const { return created_; }
 
-  // The operations seen, as "op path".
-  const std::vector<std::string>& Log() const { return log_; }
-
-  bool Exists(const std::string& path) override;
-  platform::Status ReadFile(const std::string& path, std::string* contents) override;
+  bool Exists(const std::string& path) override { return Os().Exists(path); }
+  platform::Status ReadFile(const std::string& path, std::string* contents) override {
+    return Os().ReadFile(path, contents);
+  }
   platform::Status NewWritableFile(const std::string& path,
                                    std::unique_ptr<platform::WritableFile>* file) override;
-  platform::Status Rename(const std::string& from, const std::string& to) override;
-  platform::Status Remove(const std::string& path) override;
-  platform::Status CreateFolder(const std::string& path) override;
+  platform::Status Rename(const std::string& from, const std::string& to) override {
+    return Fails(Op::kRename, from) ? Injected(from) : Os().Rename(from, to);
+  }
+  platform::Status Remove(const std::string& path) override {
+    return Fails(Op::kRemove, path) ? Injected(path) : Os().Remove(path);
+  }
+  platform::Status CreateFolder(const std::string& path) override {
+    created_.push_back(path);
+    return Fails(Op::kCreateFolder, path) ? Injected(path) : Os().CreateFolder(path);
+  }
   platform::Status List(const std::string& folder, std::string_view extension,
-                        std::vector<std::string>* names) override;
+                        std::vector<std::string>* names) override {
+    return Os().List(folder, extension, names);
+  }
 
-  // Used by the files this file system hands out.
-  bool ShouldFail(Op op, const std::string& path);
-  std::optional<int64_t>& WriteBudget() { return write_budget_; }
+  // -- Used by the files it hands out.
+  bool Fails(Op op, const std::string& path) const;
+  static platform::Status Injected(const std::string& path) {
+    return platform::Status::Failure("injected fault: " + path);
+  }
+  std::optional<int64_t> write_budget_;
 
  private:
-  struct Fault {
-    Op op;
-    std::string path_part;
-  };
-  std::vector<Fault> faults_;
-  std::optional<int64_t> write_budget_;
-  std::vector<std::string> log_;
+  static platform::FileSystem& Os() { return platform::OsFileSystem(); }
+  std::vector<std::pair<Op, std::string>> faults_;
+  std::vector<std::string> created_;
 };
 
 // Installs a file system for the life of the object.

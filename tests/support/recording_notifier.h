@@ -17,48 +17,38 @@ class RecordingNotifier : public core::SilentNotifierServer {
  public:
   // Messages as "BeforeLoadFile 200805", "Saved 200805", "DoChange 200805/3".
   std::vector<std::string> sent;
+  std::vector<int32_t> registered;  // the instance numbers of RegisterCalendar
   // The message kind ("Saved", ...) that fails with error 91.
   std::string failing;
+  int32_t last_instance = 0;
   std::string last_path;
 
-  void NotifyBeforeLoadFile(int32_t, int32_t fileLong, const std::string& path) override {
-    Record("BeforeLoadFile " + std::to_string(fileLong), path);
+  using P = const std::string&;  // the calendar's Path
+  using A = const Appointment&;
+  void RegisterCalendar(int32_t id, P p) override {
+    registered.push_back(id);
+    last_path = p;
   }
-  void NotifySaved(int32_t, int32_t fileLong, const std::string& path) override {
-    Record("Saved " + std::to_string(fileLong), path);
+  void NotifyBeforeLoadFile(int32_t id, int32_t f, P p) override {
+    Record(id, "BeforeLoadFile", f, p);
   }
-  void NotifyDoChange(int32_t, const Appointment& a, const std::string& path) override {
-    Record("DoChange " + Name(a), path);
-  }
-  void NotifyDoDelete(int32_t, const Appointment& a, const std::string& path) override {
-    Record("DoDelete " + Name(a), path);
-  }
-  void NotifyDoWrite(int32_t, const Appointment& a, const std::string& path) override {
-    Record("DoWrite " + Name(a), path);
-  }
-  void NotifyAnythingChanged(int32_t, const std::string& path) override {
-    Record("AnythingChanged", path);
-  }
-
-  // Makes every calendar initialised from now on use `notifier`, until the
-  // object goes.
-  class Installed {
-   public:
-    explicit Installed(std::shared_ptr<RecordingNotifier> notifier) {
-      core::SetNotifierFactory([notifier] { return notifier; });
-    }
-    ~Installed() { core::SetNotifierFactory(nullptr); }
-  };
+  void NotifySaved(int32_t id, int32_t f, P p) override { Record(id, "Saved", f, p); }
+  void NotifyDoChange(int32_t id, A a, P p) override { Record(id, "DoChange", a, p); }
+  void NotifyDoDelete(int32_t id, A a, P p) override { Record(id, "DoDelete", a, p); }
+  void NotifyDoWrite(int32_t id, A a, P p) override { Record(id, "DoWrite", a, p); }
+  void NotifyAnythingChanged(int32_t id, P p) override { Record(id, "AnythingChanged", p); }
 
  private:
-  static std::string Name(const Appointment& a) {
-    return std::to_string(a.File()) + "/" + std::to_string(a.ID());
+  void Record(int32_t id, const std::string& kind, int32_t fileLong, P p) {
+    Record(id, kind + " " + std::to_string(fileLong), p);
   }
-  void Record(const std::string& message, const std::string& path) {
+  void Record(int32_t id, const std::string& kind, A a, P p) {
+    Record(id, kind + " " + std::to_string(a.File()) + "/" + std::to_string(a.ID()), p);
+  }
+  void Record(int32_t id, const std::string& message, P path) {
+    last_instance = id;
     last_path = path;
-    if (!failing.empty() && message.rfind(failing, 0) == 0) {
-      throw Error(ErrorNumber::kObjectNotSet);
-    }
+    if (!failing.empty() && message.rfind(failing, 0) == 0) throw Error(ErrorNumber::kObjectNotSet);
     sent.push_back(message);
   }
 };
@@ -66,12 +56,12 @@ class RecordingNotifier : public core::SilentNotifierServer {
 // A CalendarTest whose calendar records the notifier messages it sends.
 class RecordingCalendarTest : public CalendarTest {
  protected:
-  RecordingCalendarTest() : installed_(notifier_) {}
+  RecordingCalendarTest() {
+    core::SetNotifierFactory([n = notifier_] { return n; });
+  }
+  ~RecordingCalendarTest() override { core::SetNotifierFactory(nullptr); }
 
   std::shared_ptr<RecordingNotifier> notifier_ = std::make_shared<RecordingNotifier>();
-
- private:
-  RecordingNotifier::Installed installed_;
 };
 
 }  // namespace orncal::testing

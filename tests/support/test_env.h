@@ -45,36 +45,20 @@ class MessageCapture {
  public:
   MessageCapture();
   ~MessageCapture();
-  const std::vector<Message>& messages() const { return messages_; }
+  std::vector<Message> messages;
   std::vector<std::string> texts() const;
-  void clear() { messages_.clear(); }
 
  private:
-  std::vector<Message> messages_;
   MessageHandler before_;
-};
-
-// Installs a ManualClock for the life of the object.
-class ScopedClock {
- public:
-  explicit ScopedClock(Date now);
-  ~ScopedClock();
-  ManualClock& clock() { return *clock_; }
-
- private:
-  std::shared_ptr<ManualClock> clock_;
-  std::shared_ptr<Clock> before_;
 };
 
 // Whole-file helpers (binary).
 std::string ReadBytes(const std::string& path);
 void WriteBytes(const std::string& path, std::string_view bytes);
 bool PathExists(const std::string& path);
-void MakeFolders(const std::string& path);
 void RemoveAll(const std::string& path);
 
-// A test whose process-wide calendar starts on a data folder of its own.
-// The application-data folder is <temp>/appdata, so the data folder is
+// A test whose process-wide calendar starts on a data folder of its own:
 // <temp>/appdata/Ornavel/Calendar/files. Messages are captured and the clock
 // stands at 2008-05-14 10:00 unless the test moves it.
 class CalendarTest : public ::testing::Test {
@@ -83,20 +67,20 @@ class CalendarTest : public ::testing::Test {
   ~CalendarTest() override;
 
   // Starts (or returns) the shared calendar.
-  CalendarPtr StartCalendar();
-  const std::string& AppDataFolder() const { return app_data_; }
-  // The data folder the calendar will use (created by start-up), in the
-  // normalised form its Path has (lower-cased where file names ignore case).
+  CalendarPtr StartCalendar() { return CalendarMain().Calendar(); }
+  // The data folder in the normalised form the calendar's Path has.
   std::string DataFolder() const;
-  // Path of a file in the data folder.
-  std::string DataFile(std::string_view name) const;
+  std::string DataFile(std::string_view name) const { return Join(DataFolder(), name); }
+  // Puts a file into the data folder, creating the folder.
+  void PutDataFile(std::string_view name, std::string_view bytes);
 
   TempDir temp_;
+  const std::string app_data_ = Join(temp_.path(), "appdata");
   MessageCapture messages_;
-  ScopedClock clock_;
+  std::shared_ptr<ManualClock> clock_;
 
  private:
-  std::string app_data_;
+  std::shared_ptr<Clock> clock_before_;
 };
 
 }  // namespace orncal::testing

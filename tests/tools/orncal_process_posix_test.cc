@@ -74,23 +74,21 @@ class OrncalProcess : public testing::CalendarTest {
   }
   // orncal on this test's data folder.
   Outcome RunHere(std::vector<std::string> args) {
-    args.insert(args.begin(), {"--data-home", AppDataFolder()});
+    args.insert(args.begin(), {"--data-home", app_data_});
     return Run(args);
   }
 
   // May holds a trip into June, June a link to it, July is garbage.
   void WriteMonthFiles() {
-    testing::MakeFolders(DataFolder());
-    testing::WriteBytes(DataFile("200805.xmf"),
-                        MonthBytes()
-                            .Long(10003)
-                            .Real(1, "Zahnarzt", kMay30 - 1 + 10 * kHour, kMay30 - 1 + 11 * kHour)
-                            .Real(2, "Reise", kMay30 + 8 * kHour, kJune1 + 1 + 18 * kHour)
-                            .Byte(0)
-                            .str());
-    testing::WriteBytes(DataFile("200806.xmf"),
-                        MonthBytes().Long(10003).Link(1, 200805, 2).Byte(0).str());
-    testing::WriteBytes(DataFile("200807.xmf"), MonthBytes().Long(10003).Byte(7).str());
+    PutDataFile("200805.xmf",
+                MonthBytes()
+                    .Long(10003)
+                    .Real(1, "Zahnarzt", kMay30 - 1 + 10 * kHour, kMay30 - 1 + 11 * kHour)
+                    .Real(2, "Reise", kMay30 + 8 * kHour, kJune1 + 1 + 18 * kHour)
+                    .Byte(0)
+                    .str());
+    PutDataFile("200806.xmf", MonthBytes().Long(10003).Link(1, 200805, 2).Byte(0).str());
+    PutDataFile("200807.xmf", MonthBytes().Long(10003).Byte(7).str());
   }
 
   testing::TempDir io_;
@@ -179,7 +177,7 @@ TEST_F(OrncalProcess, BadArgumentsFailWithOneLineAndTouchNothing) {
   WriteMonthFiles();
   const std::string fresh = Join(temp_.path(), "fresh");
   const auto before = Snapshot(temp_.path());
-  const std::string here = AppDataFolder(), may = "2008-05-01", june = "2008-06-01";
+  const std::string here = app_data_, may = "2008-05-01", june = "2008-06-01";
   // The arguments, and what the message must name.
   const std::vector<std::pair<std::vector<std::string>, std::string>> bad = {
       {{"--data-home", here, "list", "--from", may, "--to", june, "--bogus"}, "--bogus"},
