@@ -151,12 +151,11 @@ void File::SaveFile() {
     backup = FreeBackupName(fs, path);
     if (!fs.Rename(path, backup).ok()) return fail();
   }
-  // Puts the old file back (when there was one) and reports.
+  // Puts the old file back and reports. Without an old file, what was
+  // written of the new one goes too, so no torn file is left to be read.
   auto restore = [&] {
-    if (!backup.empty()) {
-      if (fs.Exists(path)) fs.Remove(path);
-      fs.Rename(backup, path);
-    }
+    if (fs.Exists(path)) fs.Remove(path);
+    if (!backup.empty()) fs.Rename(backup, path);
     fail();
   };
 

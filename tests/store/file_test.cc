@@ -214,6 +214,14 @@ TEST_F(FileFailureTest, EveryFailedSaveLeavesThePreviousFileByteForByte) {
     EXPECT_FALSE(PathExists(path_ + ".1"));
     EXPECT_EQ(may->Changed(), c.changed_after);
   }
+  // Without a previous file, nothing torn is left behind.
+  testing::RemoveAll(path_);
+  FaultFileSystem full;
+  testing::ScopedFileSystem installed(&full);
+  full.LimitWrites(40);
+  may->SaveFile();
+  ExpectOnlyMessage(SaveFailure());
+  EXPECT_FALSE(PathExists(path_));
 }
 
 TEST_F(FileFailureTest, TheBackupTakesTheFirstFreeNumber) {
