@@ -53,11 +53,14 @@ class Notificator : public std::enable_shared_from_this<Notificator> {
   struct Subscriber {
     Cookie cookie;
     Event event;
-    std::shared_ptr<Handler> handler;  // cleared on unsubscribe
+    Handler handler;
+    bool active = true;  // false once unsubscribed, also while it runs
   };
   void Raise(Event event);
 
-  std::vector<Subscriber> subscribers_;
+  // Shared, so that an event being raised keeps a handler that unsubscribes
+  // itself alive until it returns.
+  std::vector<std::shared_ptr<Subscriber>> subscribers_;
   Cookie next_cookie_ = 1;
   std::weak_ptr<Calendar> calendar_;
   bool calendar_held_ = false;

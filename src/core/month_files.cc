@@ -75,6 +75,17 @@ bool Reaches(DateTime& period, int32_t fileLong) {
   return period.OverLapsWith(*month);
 }
 
+// Whether an earlier appointment's period meets a month. A period that
+// fails to answer (a broken series stored in a file) meets nothing, so one
+// bad record does not keep every later month from being made.
+bool Meets(DateTime& period, const DateTimeNormal& month) {
+  try {
+    return period.OverLapsWith(month);
+  } catch (const Error&) {
+    return false;
+  }
+}
+
 DateTimePtr PeriodOf(const Appointment& appointment) {
   DateTimePtr period = appointment.DateTime();
   if (!period) throw Error(ErrorNumber::kObjectNotSet);
@@ -138,6 +149,8 @@ FilePtr Calendar::GetMonthFile(MonthRef& month, const MonthFileOptions& options)
   file->Load();  // a file that fails to load is kept with what it held
   file->SetCalendar(shared_from_this());
   s.files->Add(file, month.Key);
+  // A file another process wrote after the listing is listed from now on.
+  if (!s.all_files->Exists(month.Key)) s.all_files->Add(month.FileLong, month.Key);
   if (options.ResolveLinks) file->ResolveLinks();
   return file;
 }
@@ -170,7 +183,7 @@ FilePtr Calendar::CreateMonthFile(int32_t Month, int32_t Year, const std::string
     for (int32_t listed : earlier) {
       FilePtr source = GetMonthFile(ByFileLong(listed));
       for (const AppointmentPtr& a : s.reach.Reaching(*source)) {
-        if (!a->DateTime()->OverLapsWith(*period)) continue;
+        if (!Meets(*a->DateTime(), *period)) continue;
         AppointmentLinkPtr link = AppointmentLink::New();
         link->SetOutsideID(++counter);
         link->SetOutsideFile(file_long);
@@ -227,9 +240,17 @@ void Calendar::DetachAppointment(const AppointmentPtr& appointment, bool Remote)
   const DateTimePtr period = PeriodOf(*appointment);
   const int32_t file_no = appointment->File();
   const int32_t id = appointment->ID();
-  const std::vector<int32_t> months(s.all_files->begin(), s.all_files->end());
+  // The months its period reaches, and always the month that stores it: a
+  // series need not meet the month it is anchored in.
+  std::vector<int32_t> months;
+  for (int32_t listed : std::vector<int32_t>(s.all_files->begin(), s.all_files->end())) {
+    if (Reaches(*period, listed)) months.push_back(listed);
+  }
+  if (file_no != 0 && std::find(months.begin(), months.end(), file_no) == months.end() &&
+      s.files->Exists(std::to_string(file_no))) {
+    months.push_back(file_no);
+  }
   for (int32_t listed : months) {
-    if (!Reaches(*period, listed)) continue;
     FilePtr file = GetMonthFile(ByFileLong(listed));
     Appointments& list = ListOf(*file);
     for (int32_t i = 1; i <= list.Count();) {

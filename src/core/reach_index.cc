@@ -62,11 +62,13 @@ const std::vector<AppointmentPtr>& ReachIndex::Reaching(const File& file) {
   reach.version = items ? items->Version() : 0;
   if (!items) return reach.appointments;
 
-  // The first day after the month; a number that names no month keeps all.
+  // The first day after the month. A number that names no month of a
+  // year (200813, -5) keeps all: later numbers need not be later months.
   Date after = kMaxDate + 1;
-  bool dated = true;
+  const int32_t month = file.FileLong() % 100;
+  bool dated = month >= 1 && month <= 12;
   try {
-    after = DateFromParts(file.FileLong() / 100, file.FileLong() % 100 + 1, 1);
+    if (dated) after = DateFromParts(file.FileLong() / 100, month + 1, 1);
   } catch (const Error&) {
     dated = false;
   }
@@ -77,6 +79,8 @@ const std::vector<AppointmentPtr>& ReachIndex::Reaching(const File& file) {
   }
   return reach.appointments;
 }
+
+void ReachIndex::PeriodsChanged() { reach_.clear(); }
 
 void ReachIndex::Clear() { *this = ReachIndex(); }
 

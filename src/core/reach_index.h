@@ -12,11 +12,9 @@
 //   the month's end are looked at: a simple period or a series that is over
 //   by then meets no later month.
 // Both are worked out again when what they were worked out from changes
-// (the month list or a month's appointments, told by their versions), so
-// the links made, and their order, are those of the plain walk. Periods are
-// changed between BeforeDateTimeChange and AfterDateTimeChange, which take
-// the appointment out of its month and put it back, so a changed period is
-// seen too.
+// (the month list or a month's appointments, told by their versions, and
+// any appointment said to be changed), so the links made, and their order,
+// are those of the plain walk.
 #pragma once
 
 #include <cstdint>
@@ -42,6 +40,8 @@ class ReachIndex {
   // The real appointments of a month that may reach a later month, in the
   // order of the month's list.
   const std::vector<AppointmentPtr>& Reaching(const File& file);
+  // An appointment was changed in place: its period may reach further now.
+  void PeriodsChanged();
   void Clear();
 
  private:

@@ -11,27 +11,28 @@ NotificatorPtr Notificator::New() { return std::make_shared<Notificator>(Key{});
 
 Notificator::Cookie Notificator::Subscribe(Event event, Handler handler) {
   Cookie cookie = next_cookie_++;
-  subscribers_.push_back({cookie, event, std::make_shared<Handler>(std::move(handler))});
+  subscribers_.push_back(
+      std::make_shared<Subscriber>(Subscriber{cookie, event, std::move(handler)}));
   return cookie;
 }
 
 void Notificator::Unsubscribe(Cookie cookie) {
   auto it = std::find_if(subscribers_.begin(), subscribers_.end(),
-                         [&](const Subscriber& s) { return s.cookie == cookie; });
+                         [&](const auto& s) { return s->cookie == cookie; });
   if (it == subscribers_.end()) return;
-  *it->handler = nullptr;  // a raise in progress skips it from now on
+  (*it)->active = false;  // a raise in progress skips it from now on
   subscribers_.erase(it);
 }
 
 void Notificator::Raise(Event event) {
   // Work on a snapshot: handlers may change the list while they run.
-  std::vector<std::shared_ptr<Handler>> handlers;
-  for (const Subscriber& s : subscribers_) {
-    if (s.event == event) handlers.push_back(s.handler);
+  std::vector<std::shared_ptr<Subscriber>> due;
+  for (const auto& s : subscribers_) {
+    if (s->event == event) due.push_back(s);
   }
   auto self = shared_from_this();  // a handler may drop the last outside reference
-  for (const auto& handler : handlers) {
-    if (*handler) (*handler)();
+  for (const auto& s : due) {
+    if (s->active) s->handler();
   }
 }
 

@@ -101,6 +101,7 @@ void AppointmentReal::Remove() {
 void AppointmentReal::NotifyChange() {
   changed_ = true;
   CalendarPtr calendar = Require(OwnerCalendar());
+  calendar->Internal().reach.PeriodsChanged();
   calendar->Internal().Notifier().NotifyDoChange(core::InstanceID(), *this, calendar->Path());
   RaiseChange(*calendar);
 }

@@ -141,6 +141,26 @@ TEST_F(NewAppointmentTest, RemovingTakesItsLinksAndExtraRemindersAlong) {
   EXPECT_EQ(special->Item(1)->Appointment(), keep);
 }
 
+TEST_F(NewAppointmentTest, ASeriesLeavesTheMonthThatStoresItEvenWhenItHasNoOccurrenceThere) {
+  // A birthday on 20 July, anchored on 1 January: January stores it.
+  AppointmentPtr birthday = calendar_->Appointment({.SaveNow = false});
+  DateTimeSerialPtr yearly = DateTimeSerial::New();
+  yearly->SetRepetitionMode(calYearly);
+  yearly->Setn(1);
+  yearly->SetInMonth(7);
+  yearly->Setm(20);
+  yearly->SetEternal(true);
+  yearly->SetSeriesStartDateTime(Day(2008, 1, 1));
+  yearly->SetEndDateTime(1);
+  birthday->SetDateTime(yearly);
+  birthday->SetTitle("birthday");
+  birthday->AfterDateTimeChange();
+  ASSERT_EQ(birthday->File(), 200801);
+  birthday->Remove();
+  EXPECT_FALSE(birthday->Exists());
+  EXPECT_EQ(Titles(Query(Day(2030, 7, 1), Day(2030, 8, 1))), "");
+}
+
 TEST_F(NewAppointmentTest, ChangesRaiseChangeHereAndRestartTheReminderScan) {
   int changes = 0;
   ScopedSubscription watch(calendar_->Notificator(), Notificator::Event::kChange,

@@ -25,9 +25,10 @@ TEST(Notificator, RaisesEachEventToItsSubscribersInOrderWhileTheyComeAndGo) {
   });
   source->Subscribe(Event::kTasksChange, [&] { calls.push_back("tasks"); });
   second = source->Subscribe(Event::kChange, [&] { calls.push_back("second"); });
-  self = source->Subscribe(Event::kChange, [&] {
-    calls.push_back("once");
+  // It unsubscribes itself and goes on using what it holds.
+  self = source->Subscribe(Event::kChange, [&, word = std::string("once")] {
     source->Unsubscribe(self);
+    calls.push_back(word);
   });
   source->RaiseChange({.AllInstances = false});
   source->RaiseTasksChange();
