@@ -24,13 +24,19 @@ class WritableFile {
   virtual Status Close() = 0;
 };
 
+// The largest file ReadFile reads: far above any month or task file (10,000
+// appointments take about 1.5 MB).
+inline constexpr uint64_t kMaxFileBytes = uint64_t{1} << 30;
+
 class FileSystem {
  public:
   virtual ~FileSystem() = default;
 
   // True for existing files and folders.
   virtual bool Exists(const std::string& path) = 0;
-  // Reads a whole file.
+  // Reads a whole regular file of at most kMaxFileBytes. Anything else (a
+  // folder, a pipe, a device, a larger file) fails without being read, so a
+  // stray entry in the data folder neither blocks nor fills the memory.
   virtual Status ReadFile(const std::string& path, std::string* contents) = 0;
   // Creates a file, or truncates an existing one, for writing.
   virtual Status NewWritableFile(const std::string& path, std::unique_ptr<WritableFile>* file) = 0;

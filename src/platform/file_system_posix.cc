@@ -62,13 +62,20 @@ class PosixFileSystem final : public FileSystem {
 
   Status ReadFile(const std::string& path, std::string* contents) override {
     contents->clear();
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Opened without blocking: opening a pipe would otherwise wait for a
+    // writer.
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return Errno("cannot open", path);
     struct stat st;
-    if (::fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
       ::close(fd);
-      return Status::Failure("cannot read " + path + ": is a folder");
+      return Status::Failure("cannot read " + path + ": not a regular file");
     }
+    if (static_cast<uint64_t>(st.st_size) > kMaxFileBytes) {
+      ::close(fd);
+      return Status::Failure("cannot read " + path + ": too large");
+    }
+    contents->reserve(static_cast<size_t>(st.st_size));
     char buffer[64 * 1024];
     for (;;) {
       ssize_t n = ::read(fd, buffer, sizeof buffer);
@@ -79,6 +86,10 @@ class PosixFileSystem final : public FileSystem {
         return s;
       }
       if (n == 0) break;
+      if (contents->size() + static_cast<size_t>(n) > kMaxFileBytes) {
+        ::close(fd);
+        return Status::Failure("cannot read " + path + ": too large");
+      }
       contents->append(buffer, static_cast<size_t>(n));
     }
     ::close(fd);

@@ -85,6 +85,13 @@ class WindowsFileSystem final : public FileSystem {
         CreateFileA(Utf8ToCp1252(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                     nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE) return Failed("cannot open", path);
+    LARGE_INTEGER size{};
+    if (GetFileType(handle) != FILE_TYPE_DISK || !GetFileSizeEx(handle, &size) ||
+        static_cast<uint64_t>(size.QuadPart) > kMaxFileBytes) {
+      CloseHandle(handle);
+      return Status::Failure("cannot read " + path + ": not a regular file of a readable size");
+    }
+    contents->reserve(static_cast<size_t>(size.QuadPart));
     char buffer[64 * 1024];
     for (;;) {
       DWORD n = 0;
@@ -94,6 +101,10 @@ class WindowsFileSystem final : public FileSystem {
         return s;
       }
       if (n == 0) break;
+      if (contents->size() + n > kMaxFileBytes) {
+        CloseHandle(handle);
+        return Status::Failure("cannot read " + path + ": too large");
+      }
       contents->append(buffer, n);
     }
     CloseHandle(handle);

@@ -1,7 +1,9 @@
 // The host answers on POSIX: XDG folders, no registry, the logon name, the
 // library's folder and the default message sink.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include "platform/file_system.h"
 #include "platform/system.h"
 #include "support/test_env.h"
 
@@ -75,6 +77,16 @@ TEST(Host, ShellHookRegistryLogonNameLibraryFolderAndDataPaths) {
   // Data paths are trimmed but keep their case.
   EXPECT_EQ(NormalizeDataPath("  /Home/Anna/Files  "), "/Home/Anna/Files");
   EXPECT_EQ(NormalizeDataPath("   "), "");
+}
+
+TEST(OsFileSystem, APipeOrADeviceIsNotReadAsAFile) {
+  orncal::testing::TempDir dir;
+  const std::string pipe = Join(dir.path(), "200805.xmf");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  std::string contents;
+  EXPECT_FALSE(OsFileSystem().ReadFile(pipe, &contents).ok());  // and does not wait for a writer
+  EXPECT_FALSE(OsFileSystem().ReadFile("/dev/zero", &contents).ok());
+  EXPECT_TRUE(contents.empty());
 }
 
 TEST(MessageSink, TheDefaultWritesOneLineToStderr) {
