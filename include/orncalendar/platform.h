@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "orncalendar/fwd.h"
 
@@ -68,12 +69,16 @@ class ManualClock : public Clock {
 std::shared_ptr<Clock> SetClock(std::shared_ptr<Clock> clock);
 const Clock& CurrentClock();
 
-// ------------------------------------------------------------- environment
+// ------------------------------------------------- application-data folder
 
-// Sets an environment variable of this process (the bytes as given). A
-// host that wants the calendar on another application-data folder sets
-// XDG_DATA_HOME before the first CalendarMain; on Windows the shell decides
-// the folder and that variable has no effect.
-void SetProcessEnv(std::string_view name, std::string_view value);
+// Makes the calendar take `folder` (UTF-8) as the user's application-data
+// folder, so that its data folder is folder/Ornavel/Calendar/files. Call it
+// before the first CalendarMain of the process. On POSIX it sets
+// XDG_DATA_HOME; on every system it stands in for the shell's answer.
+void UseApplicationDataFolder(std::string_view folder);
+
+// The arguments of the running program as UTF-8 (on Windows read from the
+// wide command line, elsewhere argv as it is).
+std::vector<std::string> CommandLineArguments(int argc, const char* const* argv);
 
 }  // namespace orncal

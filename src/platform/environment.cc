@@ -1,5 +1,5 @@
-// The process environment, for hosts that prepare it before the calendar
-// starts.
+// The application-data folder a host chooses before the calendar starts.
+#include <optional>
 #include <string>
 
 #include "orncalendar/platform.h"
@@ -7,8 +7,17 @@
 
 namespace orncal {
 
-void SetProcessEnv(std::string_view name, std::string_view value) {
-  platform::SetEnv(std::string(name), std::string(value));
+void UseApplicationDataFolder(std::string_view folder) {
+  std::string chosen(folder);
+  platform::SetEnv("XDG_DATA_HOME", chosen);
+  platform::SetShellFolderHook([chosen](int32_t csidl) -> std::optional<std::string> {
+    if (csidl == platform::kCsidlAppData) return chosen;
+    return std::nullopt;
+  });
+}
+
+std::vector<std::string> CommandLineArguments(int argc, const char* const* argv) {
+  return platform::Utf8Arguments(argc, argv);
 }
 
 }  // namespace orncal

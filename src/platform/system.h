@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "orncalendar/platform.h"
 
@@ -47,6 +48,9 @@ ShellFolderHook SetShellFolderHook(ShellFolderHook hook);
 
 // Sets or (with nullopt) removes an environment variable of this process.
 void SetEnv(const std::string& name, const std::optional<std::string>& value);
+
+// The program's arguments as UTF-8.
+std::vector<std::string> Utf8Arguments(int argc, const char* const* argv);
 
 // The signed-in user's logon name ("" when it cannot be found).
 std::string GetLoginName();

@@ -119,6 +119,10 @@ void SetEnv(const std::string& name, const std::optional<std::string>& value) {
   }
 }
 
+std::vector<std::string> Utf8Arguments(int argc, const char* const* argv) {
+  return std::vector<std::string>(argv, argv + argc);
+}
+
 std::string GetLoginName() {
   std::vector<char> buffer(16384);
   struct passwd entry;

@@ -135,6 +135,27 @@ void SetEnv(const std::string& name, const std::optional<std::string>& value) {
   SetEnvironmentVariableA(name.c_str(), value ? value->c_str() : nullptr);
 }
 
+std::vector<std::string> Utf8Arguments(int argc, const char* const* argv) {
+  int count = 0;
+  LPWSTR* wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> args;
+  if (wide && count == argc) {
+    for (int i = 0; i < count; ++i) {
+      const int size = WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, nullptr, 0, nullptr, nullptr);
+      std::string arg(size > 0 ? static_cast<size_t>(size) : 1, '\0');
+      WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, arg.data(), size, nullptr, nullptr);
+      arg.resize(arg.size() - 1);  // the terminating NUL
+      args.push_back(std::move(arg));
+    }
+  } else {
+    // Not the command line of this program: take argv as Windows-1252.
+    for (int i = 0; i < argc; ++i)
+      args.push_back(Cp1252ToUtf8(argv[i]));
+  }
+  if (wide) LocalFree(wide);
+  return args;
+}
+
 std::string GetLoginName() {
   char buffer[257] = {};
   DWORD size = sizeof buffer;

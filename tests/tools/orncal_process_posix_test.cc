@@ -121,13 +121,13 @@ TEST_F(OrncalProcess, ListsAndDumpsFilesWrittenByteByByteAndWritesNothing) {
   Outcome reversed = RunHere({"list", "--from", "2008-06-01", "--to", "2008-05-01", "--json"});
   EXPECT_EQ(reversed.status, 0);
   EXPECT_EQ(reversed.out, "{\n  \"appointments\": []\n}\n");
-  // A month file that fails to load is the library's message; the query
-  // still answers.
+  // A month file that fails to load: the query answers what it could read,
+  // the calendar's message is the one line on stderr, and the command fails.
   Outcome broken = RunHere({"list", "--from", "2008-07-01", "--to", "2008-07-02"});
-  EXPECT_EQ(broken.status, 0);
+  EXPECT_EQ(broken.status, 1);
   EXPECT_EQ(broken.out, "no appointments\n");
-  EXPECT_EQ(broken.err.rfind("Ornavel Calendar: Schwerwiegender Fehler: Die Monatsdatei \"", 0), 0u)
-      << broken.err;
+  EXPECT_EQ(broken.err, "orncal: Schwerwiegender Fehler: Die Monatsdatei \"" +
+                            DataFile("200807.xmf") + "\" konnte nicht geladen werden.\n");
 
   Outcome dump = Run({"dump", DataFile("200805.xmf"), "--json"});
   ASSERT_EQ(dump.status, 0) << dump.err;
@@ -191,6 +191,9 @@ TEST_F(OrncalProcess, BadArgumentsFailWithOneLineAndTouchNothing) {
       {{"dump", DataFile("200808.xmf")}, "200808.xmf"},
       {{"dump", DataFile("200807.xmf")}, "200807.xmf"},
       {{"dump", DataFolder()}, "not a regular file"},
+      // A data home below a file: no data folder can be made there.
+      {{"--data-home", DataFile("200805.xmf"), "list", "--from", may, "--to", june},
+       "cannot be made"},
   };
   for (const auto& [args, named] : bad) {
     SCOPED_TRACE(::testing::PrintToString(args));

@@ -15,6 +15,7 @@ TEST(ParseWhen, DatesAndTimesBecomeExactOleDates) {
   EXPECT_EQ(ParseWhen("2008-05-14T10:30:15"), DateFromParts(2008, 5, 14) + 37815 / 86400.0);
   EXPECT_EQ(ParseWhen("2008-02-29T23:59:59"), DateFromParts(2008, 2, 29) + 86399 / 86400.0);
   EXPECT_EQ(ParseWhen("1899-12-30"), 0);
+  EXPECT_EQ(ParseWhen("1899-12-29T06:00"), -1.25);  // as OLE reads dates before day 0
 }
 
 TEST(ParseWhen, RawOleNumbersAreTakenAsTheyStand) {

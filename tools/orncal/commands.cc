@@ -37,6 +37,12 @@ Date ParseWhenOption(const std::string& text, std::string_view option) {
   }
 }
 
+// A path from UTF-8 text (the narrow form would be read in the ANSI code
+// page on Windows).
+std::filesystem::path Utf8Path(const std::string& text) {
+  return std::filesystem::path(std::u8string(text.begin(), text.end()));
+}
+
 const char* const kWhenHelp =
     "YYYY-MM-DD, YYYY-MM-DDTHH:MM, YYYY-MM-DDTHH:MM:SS (local time) or ole:NUMBER";
 
@@ -44,7 +50,7 @@ const char* const kWhenHelp =
 // (a device or a pipe could be endless).
 std::string ReadMonthFile(const std::string& name) {
   namespace fs = std::filesystem;
-  const fs::path path(name);
+  const fs::path path = Utf8Path(name);
   std::error_code ec;
   const fs::file_status status = fs::status(path, ec);
   if (!fs::exists(status)) throw CommandError("cannot read '" + name + "': no such file");
@@ -70,9 +76,10 @@ std::string ReadMonthFile(const std::string& name) {
 // absolute first.
 void UseDataHome(const std::string& folder) {
   std::error_code ec;
-  const std::filesystem::path absolute = std::filesystem::absolute(folder, ec);
+  const std::filesystem::path absolute = std::filesystem::absolute(Utf8Path(folder), ec);
   if (ec) throw CommandError("--data-home: cannot use '" + folder + "': " + ec.message());
-  SetProcessEnv("XDG_DATA_HOME", absolute.string());
+  const std::u8string text = absolute.u8string();
+  UseApplicationDataFolder(std::string(text.begin(), text.end()));
 }
 
 }  // namespace
@@ -103,8 +110,7 @@ CommandLine ParseCommandLine(int argc, const char* const* argv) {
   std::string data_home;
   app.add_option("--data-home", data_home,
                  "Use DIR as the application-data folder: the data folder is "
-                 "DIR/Ornavel/Calendar/files (sets XDG_DATA_HOME before the calendar starts; "
-                 "no effect on Windows, where the shell decides the folder)")
+                 "DIR/Ornavel/Calendar/files (sets XDG_DATA_HOME before the calendar starts)")
       ->type_name("DIR");
 
   CLI::App* list = app.add_subcommand(
@@ -189,7 +195,7 @@ void RunList(Calendar& calendar, const ListCommand& command, std::ostream& out) 
   AppointmentsPtr result = calendar.AllAppointmentsInPeriod(*period, command.Options);
   if (command.Sort) result->Sort();
   if (command.Json) {
-    out << ToJsonText(ListJson(*result));
+    WriteListJson(*result, out);
   } else {
     WriteAppointmentTable(*result, out);
   }
@@ -209,6 +215,16 @@ void RunDump(const DumpCommand& command, std::ostream& out) {
 }
 
 int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
+  // What the calendar reports (a month file that cannot be read) is shown
+  // as a line of ours and makes the command fail, after its output.
+  bool reported = false;
+  struct Restore {
+    MessageHandler before;
+    ~Restore() { SetMessageHandler(std::move(before)); }
+  } restore{SetMessageHandler([&](const Message& message) {
+    err << "orncal: " << OneLine(message.Text) << '\n';
+    reported = true;
+  })};
   try {
     const CommandLine line = ParseCommandLine(argc, argv);
     if (!line.Help.empty()) {
@@ -219,6 +235,10 @@ int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err)
         CalendarMain main;
         CalendarPtr calendar = main.Calendar();
         if (!calendar) throw CommandError("the calendar could not be started");
+        std::error_code ec;
+        if (!std::filesystem::is_directory(Utf8Path(calendar->Path()), ec)) {
+          throw CommandError("the data folder '" + calendar->Path() + "' cannot be made");
+        }
         RunList(*calendar, *line.List, out);
       } else if (line.Dump) {
         RunDump(*line.Dump, out);
@@ -226,7 +246,8 @@ int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err)
     }
     out.flush();
     if (!out) throw CommandError("writing the output failed");
-    return 0;
+    err.flush();
+    return reported ? 1 : 0;
   } catch (const Error& e) {
     err << "orncal: run-time error " << e.Number() << ": " << OneLine(e.what()) << '\n';
   } catch (const std::exception& e) {

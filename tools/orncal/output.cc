@@ -210,6 +210,23 @@ Json EntryJson(Appointment& entry) {
   return j;
 }
 
+void WriteListJson(const Appointments& list, std::ostream& out) {
+  if (list.Count() == 0) {
+    out << "{\n  \"appointments\": []\n}\n";
+    return;
+  }
+  // Entry by entry, so that a long answer is not held twice in memory.
+  out << "{\n  \"appointments\": [\n";
+  std::string text;
+  for (auto it = list.begin(); it != list.end(); ++it) {
+    text.assign(it == list.begin() ? "" : ",\n");
+    text.append(4, ' ');
+    Write(EntryJson(**it), 4, text);
+    out << text;
+  }
+  out << "\n  ]\n}\n";
+}
+
 Json ListJson(const Appointments& list) {
   Json entries = Json::array();
   for (const AppointmentPtr& entry : list)
@@ -240,10 +257,7 @@ Json RecordJson(Appointment& record) {
   j["start"] = when ? NumberOrNull(when->StartDateTime()) : Json(nullptr);
   j["end"] = when ? NumberOrNull(when->EndDateTime()) : Json(nullptr);
   DateTimeSerialPtr series = when ? when->Series() : nullptr;
-  if (!series) {
-    j["series"] = nullptr;
-    return j;
-  }
+  if (!series) return j;
   // The series fields stand in the record itself (its start and end are the
   // series' own) and, shaped as in list, under "series".
   Json fields = SeriesJson(*series);

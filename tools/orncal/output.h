@@ -33,10 +33,12 @@ Json EntryJson(Appointment& entry);
 
 // {"appointments": [entry, ...]} in the list's order.
 Json ListJson(const Appointments& list);
+// The same JSON text as ToJsonText(ListJson(list)), written entry by entry.
+void WriteListJson(const Appointments& list, std::ostream& out);
 
 // One record of a month file as stored: a real appointment with its fields
-// and period ("series" null unless the period recurs), or a link with its
-// destination's file and number.
+// and period (a recurring one with the series fields, in the record and
+// under "series"), or a link with its destination's file and number.
 Json RecordJson(Appointment& record);
 
 // {"version": V, "records": [record, ...]}.

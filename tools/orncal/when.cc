@@ -58,7 +58,11 @@ Date ParseWhen(std::string_view text) {
   if (month < 1 || month > 12) Invalid(text, "no such month");
   if (day < 1 || day > DaysIn(year, month)) Invalid(text, "no such day");
   if (hour > 23 || minute > 59 || second > 59) Invalid(text, "no such time of day");
-  return DateFromParts(year, month, day) + (hour * 3600 + minute * 60 + second) / 86400.0;
+  // Before 30 December 1899 the day number is negative and the time of day
+  // counts away from zero, as OLE dates read.
+  const Date date = DateFromParts(year, month, day);
+  const double time = (hour * 3600 + minute * 60 + second) / 86400.0;
+  return date >= 0 ? date + time : date - time;
 }
 
 }  // namespace orncal::cli

@@ -11,8 +11,9 @@
 namespace orncal::cli {
 
 // The OLE date of a WHEN argument: the day number plus
-// (h * 3600 + m * 60 + s) / 86400. Throws std::invalid_argument with a
-// message that names the argument when it is not a valid WHEN.
+// (h * 3600 + m * 60 + s) / 86400 (minus, for days before 30 December 1899,
+// whose time of day OLE counts away from zero). Throws std::invalid_argument
+// with a message that names the argument when it is not a valid WHEN.
 Date ParseWhen(std::string_view text);
 
 }  // namespace orncal::cli
