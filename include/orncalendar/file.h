@@ -96,6 +96,9 @@ class File {
   std::string file_path_;
   int32_t file_long_ = 0;
   int32_t reserved_id_ = 0;
+  // Load failed: the file on disk holds more than was read, so the first
+  // save keeps it as the backup.
+  bool load_failed_ = false;
   // Made only when a calendar other than the shared one is held.
   std::unique_ptr<core::CalendarRef> owner_;
 };

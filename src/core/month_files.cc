@@ -172,18 +172,36 @@ FilePtr Calendar::CreateMonthFile(int32_t Month, int32_t Year, const std::string
   if (file_long > 0) {
     // Every earlier real appointment that reaches into this month gets a
     // link here, numbered from 1 in the order found. The index leaves out
-    // the months and appointments that cannot reach this far.
+    // the months of links only, and, for a month of the calendar (1 to 12),
+    // the appointments that end before it; a month numbered 0 or 13 may lie
+    // before its number's predecessors and looks at all of them.
     const DateTimeNormalPtr period = MonthPeriod(Year, Month);
+    const bool proper = Month >= 1 && Month <= 12;
     std::vector<int32_t> earlier;
     for (int32_t listed : s.reach.Months(*s.all_files)) {
       if (listed < file_long) earlier.push_back(listed);
     }
+    // Months without a file are made first, earliest first, so that making
+    // one does not recurse through all those before it.
+    std::vector<int32_t> ascending = earlier;
+    std::sort(ascending.begin(), ascending.end());
+    for (int32_t listed : ascending)
+      GetMonthFile(ByFileLong(listed));
+
     Appointments& links = ListOf(*file);
     int32_t counter = 0;
+    std::vector<AppointmentPtr> all;
     for (int32_t listed : earlier) {
       FilePtr source = GetMonthFile(ByFileLong(listed));
-      for (const AppointmentPtr& a : s.reach.Reaching(*source)) {
-        if (!Meets(*a->DateTime(), *period)) continue;
+      const std::vector<AppointmentPtr>* candidates = &s.reach.Reaching(*source);
+      if (!proper) {
+        all.assign(ListOf(*source).begin(), ListOf(*source).end());
+        candidates = &all;
+      }
+      for (const AppointmentPtr& a : *candidates) {
+        if (a->AppointmentType() != 1) continue;
+        const DateTimePtr reach = a->DateTime();
+        if (!reach || !Meets(*reach, *period)) continue;
         AppointmentLinkPtr link = AppointmentLink::New();
         link->SetOutsideID(++counter);
         link->SetOutsideFile(file_long);
@@ -204,6 +222,8 @@ FilePtr Calendar::CreateMonthFile(int32_t Month, int32_t Year, const std::string
   if (!s.all_files->Exists(key)) {
     s.all_files->Add(file_long, key);
     s.reach.MadeLinkOnly(*s.all_files, file_long);
+  } else {
+    s.reach.MadeListedLinkOnly(file_long);
   }
   return file;
 }

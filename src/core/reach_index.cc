@@ -1,5 +1,7 @@
 #include "core/reach_index.h"
 
+#include <algorithm>
+
 #include "orncalendar/appointment.h"
 #include "orncalendar/appointments.h"
 #include "orncalendar/date_time.h"
@@ -44,6 +46,12 @@ void ReachIndex::MadeLinkOnly(const Collection<int32_t>& allFiles, int32_t fileL
   if (all_files_ == &allFiles && all_files_version_ + 1 == allFiles.Version()) {
     all_files_version_ = allFiles.Version();
   }
+}
+
+void ReachIndex::MadeListedLinkOnly(int32_t fileLong) {
+  if (!link_only_.insert(fileLong).second) return;
+  auto it = std::find(months_.begin(), months_.end(), fileLong);
+  if (it != months_.end()) months_.erase(it);
 }
 
 void ReachIndex::Filed(int32_t fileLong) {

@@ -35,6 +35,9 @@ class ReachIndex {
   const std::vector<int32_t>& Months(const Collection<int32_t>& allFiles);
   // A month of links only was made and added at the end of the list.
   void MadeLinkOnly(const Collection<int32_t>& allFiles, int32_t fileLong);
+  // A month listed already (its file gone, or an odd name) was made, of
+  // links only.
+  void MadeListedLinkOnly(int32_t fileLong);
   // An appointment was filed into a month.
   void Filed(int32_t fileLong);
   // The real appointments of a month that may reach a later month, in the

@@ -67,6 +67,9 @@ void File::ResolveLinks() {
       if (calendar) {
         destination = calendar->GetAppointment(link->DestinationFile(), link->DestinationID());
       }
+      // Only a real appointment: a link bound to a link (or to itself, in a
+      // damaged file) would forward in circles.
+      if (destination && destination->AppointmentType() != 1) destination = nullptr;
       link->SetDestination(std::move(destination));
     } catch (const std::exception&) {
       // A link that cannot be resolved stays without destination.
@@ -104,6 +107,7 @@ bool File::Load() {
   } catch (const std::exception&) {
     // A failing notifier, a missing list or a file too large for memory.
   }
+  load_failed_ = true;
   ShowMessage(LoadFailureText(file_path_), MessageStyle::kCritical);
   return false;
 }
@@ -151,11 +155,12 @@ void File::SaveFile() {
     backup = FreeBackupName(fs, path);
     if (!fs.Rename(path, backup).ok()) return fail();
   }
-  // Puts the old file back and reports. Without an old file, what was
-  // written of the new one goes too, so no torn file is left to be read.
+  // Puts the old file back and reports.
   auto restore = [&] {
-    if (fs.Exists(path)) fs.Remove(path);
-    if (!backup.empty()) fs.Rename(backup, path);
+    if (!backup.empty()) {
+      if (fs.Exists(path)) fs.Remove(path);
+      fs.Rename(backup, path);
+    }
     fail();
   };
 
@@ -164,7 +169,12 @@ void File::SaveFile() {
   platform::Status written = out->Append(bytes);
   if (written.ok()) written = out->Sync();
   const platform::Status closed = out->Close();
-  if (!written.ok() || !closed.ok()) return restore();
+  if (!written.ok() || !closed.ok()) {
+    // Without an old file to put back, the torn new one goes, so that no
+    // half file is read later.
+    if (backup.empty() && fs.Exists(path)) fs.Remove(path);
+    return restore();
+  }
 
   changed_ = false;
   try {
@@ -175,7 +185,10 @@ void File::SaveFile() {
     // The new content goes although Changed is already cleared.
     return restore();
   }
-  if (!backup.empty()) fs.Remove(backup);  // a backup left behind is harmless
+  // A month that could not be read whole is written from what was read:
+  // its old file stays as the backup, so that nothing unread is lost.
+  if (!backup.empty() && !load_failed_) fs.Remove(backup);  // a backup left behind is harmless
+  load_failed_ = false;
 }
 
 }  // namespace orncal

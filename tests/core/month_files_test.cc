@@ -131,6 +131,34 @@ TEST_F(MonthCacheTest, RecurringAppointmentsAreLinkedThroughTheirOverlapTest) {
             "1@200809 -> 200804/1, 2@200809 -> 200804/2");
 }
 
+TEST_F(MonthCacheTest, OddMonthsAndChangedPeriodsGetTheLinksOfTheFullWalk) {
+  CalendarPtr calendar = StartWithApril();
+  // Month 0 of 2008 is December 2007: nothing of April reaches it. Month 0
+  // of 2009 is December 2008, which April's long entry does not reach either,
+  // but a December appointment does, though its month number is higher.
+  AppointmentPtr december = calendar->Appointment(
+      {.StartDateTime = DateFromParts(2008, 12, 10), .EndDateTime = DateFromParts(2008, 12, 12)});
+  EXPECT_EQ(Entries(calendar->GetMonthFile(MonthRef{.FileLong = 200900})), "1@200900 -> 200812/1");
+  // A period lengthened in place and then reported changed reaches months
+  // made afterwards, even when the month before was looked at already.
+  calendar->GetMonthFile(MonthRef{.FileLong = 200901});
+  december->DateTime()->SetEndDateTime(DateFromParts(2009, 3, 2));
+  december->NotifyChange();
+  EXPECT_EQ(Entries(calendar->GetMonthFile(MonthRef{.FileLong = 200903})), "1@200903 -> 200812/1");
+}
+
+TEST_F(MonthCacheTest, LinksThatPointAtLinksAreNotFollowed) {
+  // June links to itself, July and August to each other: damaged files.
+  PutDataFile("200806.xmf", MonthBytes().Long(10003).Link(1, 200806, 1).Byte(0).str());
+  PutDataFile("200807.xmf", MonthBytes().Long(10003).Link(1, 200808, 1).Byte(0).str());
+  PutDataFile("200808.xmf", MonthBytes().Long(10003).Link(1, 200807, 1).Byte(0).str());
+  CalendarPtr calendar = StartCalendar();
+  AppointmentsPtr found = calendar->AllAppointmentsInPeriod(
+      *DateTimeNormal::New(DateFromParts(2008, 6, 1), DateFromParts(2008, 9, 1)), {.NotFlags = 0});
+  EXPECT_EQ(found->Count(), 0);
+  EXPECT_EQ(Entries(calendar->GetMonthFile(MonthRef{.FileLong = 200807})), "1@200807 -> 200808/1");
+}
+
 TEST_F(MonthCacheTest, SaveWritesChangedFilesInCacheOrderAndReleaseSaves) {
   CalendarPtr calendar = StartCalendar();
   FilePtr july = calendar->GetMonthFile(MonthRef{.Month = 7, .Year = 2008});

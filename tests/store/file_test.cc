@@ -224,6 +224,27 @@ TEST_F(FileFailureTest, EveryFailedSaveLeavesThePreviousFileByteForByte) {
   EXPECT_FALSE(PathExists(path_));
 }
 
+TEST_F(FileFailureTest, AMonthThatWasNotReadWholeKeepsItsOldFileAsTheBackup) {
+  testing::WriteBytes(path_, previous_.substr(0, previous_.size() - 1) + "\x07 unread");
+  FilePtr file = Unloaded();
+  file->SetFileLong(200805);
+  EXPECT_FALSE(file->Load());
+  ExpectOnlyMessage(LoadFailure());
+  file->SetChanged(true);
+  file->SaveFile();
+  EXPECT_EQ(ReadBytes(path_ + ".1"), previous_.substr(0, previous_.size() - 1) + "\x07 unread");
+  EXPECT_EQ(ReadBytes(path_), store::EncodeMonthFile(*file->Appointments()));
+}
+
+TEST_F(FileFailureTest, AFirstSaveWhoseNoticeFailsKeepsTheWrittenFile) {
+  testing::RemoveAll(path_);
+  FilePtr may = ChangedMay();
+  notifier_->failing = "Saved";
+  may->SaveFile();
+  ExpectOnlyMessage(SaveFailure());
+  EXPECT_EQ(ReadBytes(path_), store::EncodeMonthFile(*may->Appointments()));
+}
+
 TEST_F(FileFailureTest, TheBackupTakesTheFirstFreeNumber) {
   testing::WriteBytes(path_ + ".1", "left by an earlier failure");
   FilePtr may = ChangedMay();
