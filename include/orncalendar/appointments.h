@@ -52,6 +52,8 @@ class Appointments {
   void AddKeyed(AppointmentPtr appointment);
   // Appends without key.
   void Add(AppointmentPtr appointment) { items_->Add(std::move(appointment)); }
+  // Makes room for `count` keyed entries in all.
+  void Reserve(size_t count) { items_->Reserve(count, true); }
   // The entry numbered ID, or nullptr; never raises.
   AppointmentPtr ItemByID(int32_t ID) const;
   bool ExistsID(int32_t ID) const;

@@ -4,8 +4,8 @@
 // are shared: the pointer you get is the live collection, not a copy.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -18,56 +18,32 @@ namespace orncal {
 
 template <class T>
 class Collection {
-  struct Slot {
-    T value;
-    std::string key;  // folded to lower case; empty when the entry has none
-  };
-
  public:
   using value_type = T;
-
-  class const_iterator {
-   public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = T;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const T*;
-    using reference = const T&;
-
-    const_iterator() = default;
-    reference operator*() const { return it_->value; }
-    pointer operator->() const { return &it_->value; }
-    const_iterator& operator++() {
-      ++it_;
-      return *this;
-    }
-    const_iterator operator++(int) { return const_iterator(it_++); }
-    const_iterator& operator--() {
-      --it_;
-      return *this;
-    }
-    difference_type operator-(const const_iterator& other) const { return it_ - other.it_; }
-    const_iterator operator+(difference_type n) const { return const_iterator(it_ + n); }
-    bool operator==(const const_iterator& other) const = default;
-
-   private:
-    friend class Collection;
-    using Base = typename std::vector<Slot>::const_iterator;
-    explicit const_iterator(Base it) : it_(it) {}
-    Base it_{};
-  };
+  using const_iterator = typename std::vector<T>::const_iterator;
 
   Collection() = default;
 
-  int32_t Count() const noexcept { return static_cast<int32_t>(slots_.size()); }
-  bool Empty() const noexcept { return slots_.empty(); }
+  int32_t Count() const noexcept { return static_cast<int32_t>(values_.size()); }
+  bool Empty() const noexcept { return values_.empty(); }
   // Changes with every addition and removal, so that what was worked out
   // from the collection can tell whether it still holds.
   uint64_t Version() const noexcept { return version_; }
+  // Makes room for at least `count` entries in all (with `keyed`, for their
+  // keys too). Room grows at least twofold, so that reserving a little more
+  // again and again stays cheap.
+  void Reserve(size_t count, bool keyed = false) {
+    if (count > values_.capacity()) values_.reserve(std::max(count, 2 * values_.capacity()));
+    if (keyed) {
+      if (count > keys_.capacity()) keys_.reserve(std::max(count, 2 * keys_.capacity()));
+      index_.reserve(count);
+    }
+  }
 
   // Appends an entry without a key.
   void Add(T item) {
-    slots_.push_back(Slot{std::move(item), {}});
+    values_.push_back(std::move(item));
+    if (!keys_.empty()) keys_.emplace_back();
     ++version_;
   }
 
@@ -76,14 +52,16 @@ class Collection {
   void Add(T item, std::string_view key) {
     if (key.empty()) return Add(std::move(item));
     std::string folded = Fold(key);
-    auto [pos, inserted] = index_.try_emplace(folded, slots_.size());
+    auto [pos, inserted] = index_.try_emplace(std::move(folded), values_.size());
     if (!inserted) throw Error(ErrorNumber::kDuplicateKey);
-    slots_.push_back(Slot{std::move(item), pos->first});
+    keys_.resize(values_.size());  // the entries before had none
+    keys_.push_back(pos->first);
+    values_.push_back(std::move(item));
     ++version_;
   }
 
   // The entry at a 1-based position; an unknown position raises error 9.
-  const T& Item(int32_t index) const { return slots_[CheckedPosition(index)].value; }
+  const T& Item(int32_t index) const { return values_[CheckedPosition(index)]; }
 
   // The entry under a key; an unknown key raises error 5.
   const T& Item(std::string_view key) const {
@@ -95,7 +73,7 @@ class Collection {
   // The entry under a key, or nullptr.
   const T* Find(std::string_view key) const {
     auto it = index_.find(Fold(key));
-    return it == index_.end() ? nullptr : &slots_[it->second].value;
+    return it == index_.end() ? nullptr : &values_[it->second];
   }
   bool Exists(std::string_view key) const { return Find(key) != nullptr; }
 
@@ -116,13 +94,14 @@ class Collection {
   }
 
   void Clear() {
-    slots_.clear();
+    values_.clear();
+    keys_.clear();
     index_.clear();
     ++version_;
   }
 
-  const_iterator begin() const { return const_iterator(slots_.begin()); }
-  const_iterator end() const { return const_iterator(slots_.end()); }
+  const_iterator begin() const { return values_.begin(); }
+  const_iterator end() const { return values_.end(); }
 
  private:
   static std::string Fold(std::string_view key) {
@@ -140,14 +119,19 @@ class Collection {
 
   void Erase(size_t pos) {
     ++version_;
-    if (!slots_[pos].key.empty()) index_.erase(slots_[pos].key);
-    slots_.erase(slots_.begin() + static_cast<std::ptrdiff_t>(pos));
-    for (size_t i = pos; i < slots_.size(); ++i) {
-      if (!slots_[i].key.empty()) index_[slots_[i].key] = i;
+    values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(pos));
+    if (keys_.empty()) return;
+    if (!keys_[pos].empty()) index_.erase(keys_[pos]);
+    keys_.erase(keys_.begin() + static_cast<std::ptrdiff_t>(pos));
+    for (size_t i = pos; i < keys_.size(); ++i) {
+      if (!keys_[i].empty()) index_[keys_[i]] = i;
     }
   }
 
-  std::vector<Slot> slots_;
+  std::vector<T> values_;
+  // The folded key of each entry ("" for none), kept only once an entry
+  // has a key: lists without keys (query results) do without.
+  std::vector<std::string> keys_;
   std::unordered_map<std::string, size_t> index_;
   uint64_t version_ = 0;
 };

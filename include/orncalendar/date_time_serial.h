@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 #include "orncalendar/date_time.h"
 #include "orncalendar/enums.h"
@@ -71,11 +72,19 @@ class DateTimeSerial final : public DateTime {
 
   // -- Library-internal
 
+  // The walk of OverLapsWith with ReturnPeriods, handing each meeting
+  // occurrence (its start and end) to `sink` in walk order instead of
+  // collecting new periods. Returns whether any occurrence met.
+  using OccurrenceSink = std::function<void(Date start, Date end)>;
+  bool ForEachOccurrence(const DateTimeNormal& Period, const OccurrenceSink& sink);
+
   // Copies all ten fields (Eternal last) from another DateTimeSerial; any
   // other kind of period raises error 5.
   void CopyFrom(const DateTime& source);
 
  private:
+  bool Expand(const DateTimeNormal& Period, const OccurrenceSink* sink);
+
   Date start_ = 0;
   Date end_ = 0;
   Date series_start_ = 0;

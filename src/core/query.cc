@@ -8,6 +8,7 @@
 #include "orncalendar/appointments.h"
 #include "orncalendar/calendar.h"
 #include "orncalendar/date_time.h"
+#include "orncalendar/date_time_serial.h"
 #include "orncalendar/file.h"
 #include "orncalendar/ole_date.h"
 
@@ -49,27 +50,33 @@ void Collect(const AppointmentPtr& a, const DateTimeNormal& slice, const DateTim
   if (!PassesFlags(a->Flags(), o) || !PassesSwitches(*a, o)) return;
   DateTimePtr when = a->DateTime();
   if (!when) return;
-  // Only the occurrences of a series are used; a simple period would hand
-  // back just itself, so it is not asked to.
-  const bool separate = when->DateTimeType() != 1 && o.SeperateSerials;
-  PeriodsPtr occurrences;
-  if (!when->OverLapsWith(slice, {.Out_Periods = &occurrences, .ReturnPeriods = separate})) {
-    return;
-  }
-  if (separate) {
+  if (when->DateTimeType() != 1 && o.SeperateSerials) {
     // One part per occurrence, carrying the occurrence as its own period.
-    for (const DateTimeNormalPtr& occurrence : *occurrences) {
+    const auto add_part = [&](DateTimeNormalPtr occurrence) {
       if (o.UseRemindTime &&
           !IsDateInPeriods(RemindMoment(occurrence->StartDateTime(), *a), slice, period)) {
-        continue;
+        return;
       }
       AppointmentLinkPtr part = AppointmentLink::New();
       part->SetDestination(a);
-      part->SetPartPeriod(occurrence);
+      part->SetPartPeriod(std::move(occurrence));
       result.Add(std::move(part));
+    };
+    // The library's own series hands its occurrences over one by one;
+    // another kind of recurring period through the collection of pieces.
+    if (auto* series = dynamic_cast<DateTimeSerial*>(when.get())) {
+      series->ForEachOccurrence(
+          slice, [&](Date start, Date end) { add_part(DateTimeNormal::New(start, end)); });
+      return;
     }
+    PeriodsPtr occurrences;
+    if (!when->OverLapsWith(slice, {.Out_Periods = &occurrences, .ReturnPeriods = true})) return;
+    for (const DateTimeNormalPtr& occurrence : *occurrences)
+      add_part(occurrence);
     return;
   }
+  // A simple period would hand back just itself, so it is not asked to.
+  if (!when->OverLapsWith(slice)) return;
   if (o.UseRemindTime && !IsDateInPeriods(RemindMoment(when->StartDateTime(), *a), slice, period)) {
     return;
   }
@@ -119,6 +126,12 @@ AppointmentsPtr Calendar::QueryPeriod(const DateTimeNormal& Period, const QueryO
               GetMonthFile(MonthRef{.Month = month, .Year = year}, {.ResolveLinks = true});
           AppointmentsPtr list = file ? file->Appointments() : nullptr;
           if (!list) continue;
+          // Without a name to look for, about one entry per appointment of
+          // the month is likely.
+          if (ApmName.empty()) {
+            result->ConvertToCollection()->Reserve(static_cast<size_t>(result->Count()) +
+                                                   static_cast<size_t>(list->Count()));
+          }
           for (const AppointmentPtr& a : *list) {
             try {
               Collect(a, *slice, Period, options, ApmName, *result);

@@ -32,8 +32,11 @@ Rule RuleOf(const DateTimeSerial& series) {
 // shares, and what it has found so far.
 class Walk {
  public:
-  Walk(DateTimeSerial& series, const DateTimeNormal& query, Periods* out)
-      : series_(series), qs_(query.StartDateTime()), qe_(query.EndDateTime()), out_(out) {}
+  // With a sink every meeting occurrence goes to it; without one the walk
+  // ends at the first.
+  Walk(DateTimeSerial& series, const DateTimeNormal& query,
+       const DateTimeSerial::OccurrenceSink* sink)
+      : series_(series), qs_(query.StartDateTime()), qe_(query.EndDateTime()), sink_(sink) {}
 
   Date QueryStart() const { return qs_; }
   bool Found() const { return found_; }
@@ -57,8 +60,8 @@ class Walk {
     const Date b = day + series_.EndDateTime();
     if (qs_ < b) {
       found_ = true;
-      if (!out_) return false;
-      out_->Add(DateTimeNormal::New(a, b));
+      if (!sink_) return false;
+      (*sink_)(a, b);
     }
     return true;
   }
@@ -73,7 +76,7 @@ class Walk {
   DateTimeSerial& series_;
   const Date qs_;
   const Date qe_;
-  Periods* const out_;
+  const DateTimeSerial::OccurrenceSink* const sink_;
   bool found_ = false;
 };
 
@@ -182,16 +185,25 @@ void DateTimeSerial::CopyFrom(const DateTime& source) {
 }
 
 bool DateTimeSerial::OverLapsWith(const DateTimeNormal& Period, const OverlapOptions& options) {
-  PeriodsPtr out;
-  if (options.ReturnPeriods) {
-    out = std::make_shared<Periods>();
-    if (options.Out_Periods) *options.Out_Periods = out;
-  }
+  if (!options.ReturnPeriods) return Expand(Period, nullptr);
+  PeriodsPtr out = std::make_shared<Periods>();
+  if (options.Out_Periods) *options.Out_Periods = out;
+  const OccurrenceSink collect = [&out](Date start, Date end) {
+    out->Add(DateTimeNormal::New(start, end));
+  };
+  return Expand(Period, &collect);
+}
+
+bool DateTimeSerial::ForEachOccurrence(const DateTimeNormal& Period, const OccurrenceSink& sink) {
+  return Expand(Period, &sink);
+}
+
+bool DateTimeSerial::Expand(const DateTimeNormal& Period, const OccurrenceSink* sink) {
   const Date qs = Period.StartDateTime();
   const Date qe = Period.EndDateTime();
   if ((!eternal_ && GetLastDate() <= qs) || qe <= GetFirstDate()) return false;
 
-  Walk walk(*this, Period, out.get());
+  Walk walk(*this, Period, sink);
   switch (mode_) {
     case calDaily:
       WalkDaily(walk, series_start_, n_);

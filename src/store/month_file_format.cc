@@ -274,6 +274,10 @@ DecodeResult DecodeMonthFileInto(std::string_view bytes, int32_t fileLong, const
                                  Appointments& into) {
   DecodeResult result;
   Reader in(bytes);
+  // Room for the records a file of this size holds, guessed generously (a
+  // record takes 13 bytes at the least, an appointment with its period 70
+  // and more) while no allocation outgrows the file.
+  into.Reserve(static_cast<size_t>(into.Count()) + bytes.size() / 48);
   try {
     result.version = in.Long();
     while (!in.AtEnd()) {
