@@ -36,7 +36,9 @@ test: test-native
 
 run: build
 	@monday=$$(date -d "-$$(( $$(date +%u) - 1 )) days" +%F) && \
-	  ./$(BUILD)/tools/orncal/orncal list --from "$$monday" --to "$$(date -d "$$monday 7 days" +%F)"
+	  next=$$(date -d "$$monday 7 days" +%F) && \
+	  echo "This week, $$monday to $$next:" && \
+	  ./$(BUILD)/tools/orncal/orncal list --from "$$monday" --to "$$next"
 
 format:
 	@git ls-files '*.cc' '*.h' | xargs clang-format -i
