@@ -77,12 +77,6 @@ class Collection {
   }
   bool Exists(std::string_view key) const { return Find(key) != nullptr; }
 
-  // 1-based position of the entry under a key, or 0.
-  int32_t PositionOf(std::string_view key) const {
-    auto it = index_.find(Fold(key));
-    return it == index_.end() ? 0 : static_cast<int32_t>(it->second) + 1;
-  }
-
   // Removes the entry at a 1-based position (error 9 when there is none).
   void Remove(int32_t index) { Erase(CheckedPosition(index)); }
 

@@ -50,7 +50,6 @@ class CalendarRef {
   void Clear();
   // The calendar referred to; nullptr when it is gone.
   CalendarPtr Get() const;
-  bool Held() const { return held_; }
 
  private:
   std::weak_ptr<Calendar> ref_;

@@ -21,7 +21,6 @@ TEST(Collection, PositionsAreOneBasedAndKeysOptionalUniqueAndBlindToCase) {
   EXPECT_EQ(std::vector<int32_t>(c.begin(), c.end()), (std::vector<int32_t>{10, 20, 30}));
   EXPECT_EQ(c.Item(3), 30);
   EXPECT_EQ(c.Item("WORK"), 20);
-  EXPECT_EQ(c.PositionOf("work"), 2);
   EXPECT_EQ(ErrorOf([&] { c.Add(2, "work"); }), 457);
   EXPECT_EQ(c.Count(), 3);
   // Bad positions are error 9, unknown keys error 5.
@@ -47,7 +46,6 @@ TEST(Collection, RemovingKeepsTheOtherKeysPointingAtTheirEntries) {
   c.Remove("4");
   EXPECT_EQ(std::vector<int32_t>(c.begin(), c.end()), (std::vector<int32_t>{10, 30, 50}));
   EXPECT_EQ(std::tuple(c.Item("1"), c.Item("3"), c.Item("5")), std::tuple(10, 30, 50));
-  EXPECT_EQ(c.PositionOf("5"), 3);
   EXPECT_FALSE(c.Exists("2"));
   c.Add(20, "2");  // a removed key is free again
   EXPECT_EQ(c.Item(4), 20);

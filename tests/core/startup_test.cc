@@ -131,8 +131,9 @@ TEST(CalendarRef, EmptyMeansTheSharedCalendarAndNothingIsKeptAlive) {
   EXPECT_EQ(ref.Get(), nullptr);
   // The owner setter never stores a calendar the reference did not hold.
   core::CalendarRef owner;
-  owner.SetOwner(Calendar::New());
-  EXPECT_FALSE(owner.Held());
+  CalendarPtr stranger = Calendar::New();
+  owner.SetOwner(stranger);
+  EXPECT_NE(owner.Get(), stranger);
 }
 
 }  // namespace

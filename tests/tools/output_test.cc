@@ -81,7 +81,9 @@ class ListOutput : public testing::CalendarTest {
     return calendar_->AllAppointmentsInPeriod(*DateTimeNormal::New(from, to), options);
   }
   Json List(Date from, Date to, const QueryOptions& options = {}) {
-    return Json::parse(ToJsonText(ListJson(*Query(from, to, options))))["appointments"];
+    std::ostringstream out;
+    WriteListJson(*Query(from, to, options), out);
+    return Json::parse(out.str())["appointments"];
   }
 
   CalendarPtr calendar_;

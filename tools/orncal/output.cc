@@ -227,13 +227,6 @@ void WriteListJson(const Appointments& list, std::ostream& out) {
   out << "\n  ]\n}\n";
 }
 
-Json ListJson(const Appointments& list) {
-  Json entries = Json::array();
-  for (const AppointmentPtr& entry : list)
-    entries.push_back(EntryJson(*entry));
-  return Json{{"appointments", std::move(entries)}};
-}
-
 Json RecordJson(Appointment& record) {
   Json j;
   j["record_type"] = record.AppointmentType();

@@ -31,9 +31,9 @@ Json SeriesJson(const DateTimeSerial& series);
 // and its tags as [name, type, data] triples.
 Json EntryJson(Appointment& entry);
 
-// {"appointments": [entry, ...]} in the list's order.
-Json ListJson(const Appointments& list);
-// The same JSON text as ToJsonText(ListJson(list)), written entry by entry.
+// {"appointments": [entry, ...]} in the list's order, indented like
+// ToJsonText, written entry by entry so that a long answer is not held
+// twice in memory.
 void WriteListJson(const Appointments& list, std::ostream& out);
 
 // One record of a month file as stored: a real appointment with its fields
