@@ -9,6 +9,7 @@
 #include "orncalendar/platform.h"
 #include "platform/file_system.h"
 #include "store/month_file_format.h"
+#include "store/replace_file.h"
 
 namespace orncal {
 namespace {
@@ -20,14 +21,6 @@ std::string LoadFailureText(const std::string& path) {
 std::string SaveFailureText(const std::string& path) {
   return "Die Monatsdatei \"" + path +
          "\" konnte nicht gespeichert werden. Es besteht die Gefahr, dass Daten verloren gehen.";
-}
-
-// The first of path.1, path.2, ... at which nothing exists.
-std::string FreeBackupName(platform::FileSystem& fs, const std::string& path) {
-  for (uint64_t i = 1;; ++i) {
-    std::string name = path + "." + std::to_string(i);
-    if (!fs.Exists(name)) return name;
-  }
 }
 
 // The list of a file; error 91 when a client has taken it away.
@@ -149,45 +142,23 @@ void File::SaveFile() {
     return fail();
   }
 
-  platform::FileSystem& fs = platform::Fs();
-  std::string backup;
-  if (fs.Exists(path)) {
-    backup = FreeBackupName(fs, path);
-    if (!fs.Rename(path, backup).ok()) return fail();
-  }
-  // Puts the old file back and reports.
-  auto restore = [&] {
-    if (!backup.empty()) {
-      if (fs.Exists(path)) fs.Remove(path);
-      fs.Rename(backup, path);
-    }
-    fail();
-  };
-
-  std::unique_ptr<platform::WritableFile> out;
-  if (!fs.NewWritableFile(path, &out).ok()) return restore();
-  platform::Status written = out->Append(bytes);
-  if (written.ok()) written = out->Sync();
-  const platform::Status closed = out->Close();
-  if (!written.ok() || !closed.ok()) {
-    // Without an old file to put back, the torn new one goes, so that no
-    // half file is read later.
-    if (backup.empty() && fs.Exists(path)) fs.Remove(path);
-    return restore();
-  }
-
-  changed_ = false;
-  try {
-    const CalendarPtr calendar = Calendar();
-    if (!calendar) throw Error(ErrorNumber::kObjectNotSet);
-    calendar->Internal().Notifier().NotifySaved(core::InstanceID(), file_long_, calendar->Path());
-  } catch (const std::exception&) {
-    // The new content goes although Changed is already cleared.
-    return restore();
-  }
-  // A month that could not be read whole is written from what was read:
-  // its old file stays as the backup, so that nothing unread is lost.
-  if (!backup.empty() && !load_failed_) fs.Remove(backup);  // a backup left behind is harmless
+  const bool written =
+      store::ReplaceFile(path, bytes,
+                         {.Commit =
+                              [&] {
+                                // A failing notice puts the old file back, although Changed is
+                                // already cleared.
+                                changed_ = false;
+                                const CalendarPtr calendar = Calendar();
+                                if (!calendar) throw Error(ErrorNumber::kObjectNotSet);
+                                calendar->Internal().Notifier().NotifySaved(
+                                    core::InstanceID(), file_long_, calendar->Path());
+                              },
+                          // A month that could not be read whole is written from what was
+                          // read: its old file stays as the backup, so that nothing unread is
+                          // lost.
+                          .KeepBackup = load_failed_});
+  if (!written) return fail();
   load_failed_ = false;
 }
 

@@ -1,0 +1,54 @@
+#include "store/replace_file.h"
+
+#include <memory>
+
+namespace orncal::store {
+
+std::string FreeBackupName(platform::FileSystem& fs, const std::string& path) {
+  for (uint64_t i = 1;; ++i) {
+    std::string name = path + "." + std::to_string(i);
+    if (!fs.Exists(name)) return name;
+  }
+}
+
+bool ReplaceFile(const std::string& path, std::string_view bytes, const ReplaceOptions& options) {
+  platform::FileSystem& fs = platform::Fs();
+  std::string backup;
+  if (fs.Exists(path)) {
+    backup = FreeBackupName(fs, path);
+    if (!fs.Rename(path, backup).ok()) return false;
+  }
+  // Puts the old file back.
+  auto restore = [&] {
+    if (!backup.empty()) {
+      if (fs.Exists(path)) fs.Remove(path);
+      fs.Rename(backup, path);
+    }
+    return false;
+  };
+
+  std::unique_ptr<platform::WritableFile> out;
+  if (!fs.NewWritableFile(path, &out).ok()) return restore();
+  platform::Status written = out->Append(bytes);
+  if (written.ok()) written = out->Sync();
+  const platform::Status closed = out->Close();
+  if (!written.ok() || !closed.ok()) {
+    // Without an old file to put back, the torn new one goes, so that no
+    // half file is read later.
+    if (backup.empty() && fs.Exists(path)) fs.Remove(path);
+    return restore();
+  }
+
+  if (options.Commit) {
+    try {
+      options.Commit();
+    } catch (const std::exception&) {
+      return restore();
+    }
+  }
+  if (!backup.empty() && !options.KeepBackup)
+    fs.Remove(backup);  // a backup left behind is harmless
+  return true;
+}
+
+}  // namespace orncal::store
