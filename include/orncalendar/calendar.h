@@ -79,6 +79,11 @@ struct NewAppointmentOptions {
   bool SaveNow = true;
 };
 
+struct NewTaskOptions {
+  // Add the task to the list at once (with a new ID).
+  bool SaveNow = true;
+};
+
 class Calendar : public std::enable_shared_from_this<Calendar> {
   struct Key {
     explicit Key() = default;
@@ -120,6 +125,9 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
   // that are due. Out_Appointments is replaced only when something is due.
   bool GetRemindAppointments(CollectionPtr<AppointmentPtr>& Out_Appointments);
 
+  // The categories, read from categor.ini at the first call.
+  CategoriesPtr Categories();
+
   // The extra remind times (the live collection).
   CollectionPtr<SpecialRemindTimePtr> SpecialRemindTimes() const;
 
@@ -127,10 +135,17 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
   NotificatorPtr Notificator() const;
 
   // Writes every changed month file, in the order the months were first
-  // used.
+  // used, then the task list when it changed.
   void Save();
 
-  // Saves; a calendar other than the shared one then drops its caches.
+  // Writes SpRmdTim.ini (the moment the reminder scan has reached and the
+  // extra remind times still to come) and tells the other processes.
+  // Failures are quiet.
+  void SaveSpecialRemindTimes();
+
+  // Saves and writes the special remind times; a calendar other than the
+  // shared one then drops its caches, tasks, categories and special remind
+  // times.
   void Release();
 
   // The appointment numbered ID in the month file of FileLong `File`, or
@@ -140,6 +155,27 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
 
   // Restarts the reminder scan from the present moment.
   void ResetRemindScan();
+
+  // The incomplete tasks: the live list, read from tasks.xtf at first use.
+  CollectionPtr<TaskPtr> IncompleteTasks();
+  // New lists of the incomplete tasks, in list order: those whose period
+  // meets Period (as Period.OverLapsWith sees it), and those that start
+  // strictly before DateTime.
+  CollectionPtr<TaskPtr> IncompleteTasksInPeriod(const DateTimeNormal& Period);
+  CollectionPtr<TaskPtr> IncompleteTasksBefore(Date DateTime);
+  // A completed task for every appointment flagged calTask that meets
+  // Period (whatever its other flags; links to appointments in the result
+  // left out), in the order of the period query.
+  CollectionPtr<TaskPtr> CompleteTasksInPeriod(const DateTimeNormal& Period);
+  // A new task of this calendar; with SaveNow it is added to the list with
+  // a new ID at once.
+  TaskPtr Task(const NewTaskOptions& options = {});
+  // Replaces Tasks by a new list sorted by the end of each task's period:
+  // ascending when the first task is incomplete, descending when it is
+  // completed (latest completion first). An empty list is left as it is.
+  void SortTasks(CollectionPtr<TaskPtr>& Tasks);
+  // The listed task with this ID, or nullptr.
+  TaskPtr IncompleteTaskFromID(int32_t ID);
 
   // -- Library-internal
 
@@ -191,6 +227,53 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
   AppointmentsPtr QueryPeriod(const DateTimeNormal& Period, const QueryOptions& options,
                               std::string_view ApmName);
 
+  // The real appointment numbered ID in the month file of FileLong `File`
+  // when that month is loaded or has a file on disk (no month is made for
+  // it), else nullptr. Never raises.
+  AppointmentPtr FindStoredAppointment(int32_t File, int32_t ID);
+
+  // -- Library-internal: tasks
+
+  // Whether the task list was read (or an attempt was made).
+  bool TasksLoaded() const;
+  // Reads tasks.xtf into a new list, after telling the other processes. A
+  // missing file gives an empty list; a file that cannot be read shows the
+  // load message and keeps what was read, and its next save keeps the old
+  // file as the backup.
+  void LoadTasks();
+  // Writes the list to tasks.xtf with the same backup discipline as the
+  // month files, clears the changed marks and tells the other processes.
+  // Failures show the save message; nothing is raised.
+  void SaveTasks();
+  // SaveTasks when the list was loaded and it or one of its tasks changed.
+  void SaveTasksIfChanged();
+  bool TasksChanged() const;
+  void SetTasksChanged(bool value);
+  // Appends a task to the list (loading it first), marks the list changed
+  // and raises TasksChange. Unless Silent (a task another process added),
+  // the task gets a new ID and the other processes are told.
+  void AddTask(const TaskPtr& task, bool Silent);
+  // Takes the first task with the task's ID out of the list, marks the list
+  // changed (also when none was found) and raises TasksChange; unless
+  // Silent, the other processes are told.
+  void RemoveTask(const orncal::Task& task, bool Silent);
+  // The first listed task with this ID (loading the list first), or nullptr.
+  TaskPtr FindTaskByID(int32_t ID);
+  // A completed task viewing the appointment.
+  TaskPtr TaskFromCompletedAppointment(AppointmentPtr appointment);
+
+  // -- Library-internal: side stores
+
+  // Reads SpRmdTim.ini into a new collection, keeping only the records whose
+  // appointment exists; sets the reminder scan's start from its first line
+  // (the present moment without one). Failures are quiet.
+  void LoadSpecialRemindTimes();
+  // Writes SpRmdTim.ini without telling anyone. Failures are quiet.
+  void WriteSpecialRemindTimes();
+  // Forgets the categories, so that the next Categories() reads the file
+  // again.
+  void DropCategories();
+
   struct State;
   State& Internal() { return *state_; }
 
@@ -211,6 +294,8 @@ class CalendarMain {
 
   // Calendar()->Appointment(options).
   AppointmentPtr Appointment(const NewAppointmentOptions& options = {}) const;
+  // Calendar()->Task(options).
+  TaskPtr Task(const NewTaskOptions& options = {}) const;
 
   // Whether the collection holds an entry under the key (or at the 1-based
   // position); never raises.

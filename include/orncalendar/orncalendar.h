@@ -4,6 +4,7 @@
 #include "orncalendar/appointment.h"
 #include "orncalendar/appointments.h"
 #include "orncalendar/calendar.h"
+#include "orncalendar/categories.h"
 #include "orncalendar/collection.h"
 #include "orncalendar/date_time.h"
 #include "orncalendar/date_time_serial.h"
@@ -16,3 +17,5 @@
 #include "orncalendar/ole_date.h"
 #include "orncalendar/platform.h"
 #include "orncalendar/remind_times.h"
+#include "orncalendar/task.h"
+#include "orncalendar/task_file.h"

@@ -70,6 +70,7 @@ void Calendar::InitCalendar(std::string_view dataFolder) {
   s.notifier = core::MakeNotifierServer();
   s.notifier->RegisterCalendar(core::InstanceID(), s.path);
   ScanMonthFiles();
+  LoadSpecialRemindTimes();
   s.notificator = Notificator::New();
   s.notificator->SetCalendar(shared_from_this());
   // Any change signalled to the clients restarts the reminder scan.
@@ -102,7 +103,7 @@ void Calendar::ScanMonthFiles() {
 
 void Calendar::Release() {
   Save();
-  // The special remind times are written here once the calendar holds them.
+  SaveSpecialRemindTimes();
   if (core::IsShared(this)) return;
   // Nothing raises the count of clients above zero, so the first Release of
   // a calendar other than the shared one drops its caches.
@@ -110,7 +111,10 @@ void Calendar::Release() {
     state_->files = std::make_shared<Collection<FilePtr>>();
     state_->reach.Clear();
     state_->special_remind_times = std::make_shared<Collection<SpecialRemindTimePtr>>();
-    // The categories and tasks go here too once the calendar holds them.
+    state_->categories = nullptr;
+    state_->tasks = nullptr;
+    state_->tasks_changed = false;
+    state_->tasks_load_failed = false;
   }
 }
 

@@ -35,6 +35,19 @@ struct Calendar::State {
   CollectionPtr<AppointmentPtr> remind_cache;
   CollectionPtr<SpecialRemindTimePtr> special_remind_times =
       std::make_shared<Collection<SpecialRemindTimePtr>>();
+  // SpRmdTim.ini could not be read to its end: the next write keeps it as
+  // the backup.
+  bool special_load_failed = false;
+
+  // The task list (nullptr until it is loaded), whether it must be
+  // written, and whether its load failed (its file then holds more than the
+  // list, and the first save keeps it as the backup).
+  CollectionPtr<TaskPtr> tasks;
+  bool tasks_changed = false;
+  bool tasks_load_failed = false;
+
+  // Made at the first call of Categories().
+  CategoriesPtr categories;
 
   NotificatorPtr notificator;
 

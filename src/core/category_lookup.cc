@@ -1,8 +1,14 @@
 #include "core/category_lookup.h"
 
+#include "orncalendar/calendar.h"
+#include "orncalendar/categories.h"
+
 namespace orncal::core {
 
-// The calendar has no category store yet, so no category is known.
-std::optional<int32_t> CategoryColor(Calendar&, std::string_view) { return std::nullopt; }
+std::optional<int32_t> CategoryColor(Calendar& calendar, std::string_view category) {
+  CategoriesPtr categories = calendar.Categories();
+  if (!categories || !categories->CategoryExists(category)) return std::nullopt;
+  return categories->Color(category);
+}
 
 }  // namespace orncal::core

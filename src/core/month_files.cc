@@ -232,13 +232,27 @@ void Calendar::Save() {
   const std::vector<FilePtr> files(state_->files->begin(), state_->files->end());
   for (const FilePtr& file : files)
     file->SaveIfChanged();
-  // The tasks are saved here once the calendar holds them.
+  SaveTasksIfChanged();
 }
 
 AppointmentPtr Calendar::GetAppointment(int32_t File, int32_t ID) {
   try {
     FilePtr file = GetMonthFile(MonthRef{.Month = -1, .Year = 0, .Key = "", .FileLong = File});
     return file ? ListOf(*file).ItemByID(ID) : nullptr;
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+AppointmentPtr Calendar::FindStoredAppointment(int32_t File, int32_t ID) {
+  try {
+    MonthRef month = ByFileLong(File);
+    FilePtr file = GetMonthFile(month, {.OnlyLoaded = true});
+    if (!file && core::FileExists(state_->path + platform::kPathSeparator + month.Key + ".xmf")) {
+      file = GetMonthFile(month);
+    }
+    AppointmentPtr found = file ? ListOf(*file).ItemByID(ID) : nullptr;
+    return found && found->AppointmentType() == 1 ? found : nullptr;
   } catch (const std::exception&) {
     return nullptr;
   }

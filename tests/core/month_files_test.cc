@@ -166,15 +166,25 @@ TEST_F(MonthCacheTest, SaveWritesChangedFilesInCacheOrderAndReleaseSaves) {
   calendar->GetMonthFile(MonthRef{.Month = 5, .Year = 2008});  // the present month: changed
   july->SetChanged(true);
   calendar->Release();  // the shared calendar saves and keeps its cache
-  EXPECT_EQ(notifier_->sent, (std::vector<std::string>{"Saved 200807", "Saved 200805"}));
+  EXPECT_EQ(notifier_->sent,
+            (std::vector<std::string>{"Saved 200807", "Saved 200805", "SRTChanged"}));
   EXPECT_FALSE(PathExists(DataFile("200806.xmf")));
+  EXPECT_TRUE(PathExists(DataFile("SpRmdTim.ini")));
   EXPECT_EQ(calendar->Files()->Count(), 3);
 
-  CalendarPtr other = Calendar::New();  // any other calendar drops its cache
+  // Any other calendar drops its cache, tasks, categories and extra remind
+  // times.
+  CalendarPtr other = Calendar::New();
   other->InitCalendar(temp_.path());
   other->GetMonthFile(MonthRef{.Month = 1, .Year = 2010});
+  const CategoriesPtr categories = other->Categories();
+  other->IncompleteTasks();
+  other->SpecialRemindTimes()->Add(SpecialRemindTime::New());
   other->Release();
   EXPECT_EQ(other->Files()->Count(), 0);
+  EXPECT_FALSE(other->TasksLoaded());
+  EXPECT_NE(other->Categories(), categories);
+  EXPECT_EQ(other->SpecialRemindTimes()->Count(), 0);
 }
 
 TEST_F(MonthCacheTest, GetAppointmentFindsByFileAndNumberAndNeverRaises) {

@@ -9,13 +9,15 @@
 #include "core/notifier.h"
 #include "orncalendar/appointment.h"
 #include "orncalendar/error.h"
+#include "orncalendar/task.h"
 #include "support/test_env.h"
 
 namespace orncal::testing {
 
 class RecordingNotifier : public core::SilentNotifierServer {
  public:
-  // Messages as "BeforeLoadFile 200805", "Saved 200805", "DoChange 200805/3".
+  // Messages as "BeforeLoadFile 200805", "Saved 200805", "DoChange 200805/3",
+  // "DoAddTask 17", "TasksSaved".
   std::vector<std::string> sent;
   std::vector<int32_t> registered;  // the instance numbers of RegisterCalendar
   // The message kind ("Saved", ...) that fails with error 91.
@@ -25,6 +27,7 @@ class RecordingNotifier : public core::SilentNotifierServer {
 
   using P = const std::string&;  // the calendar's Path
   using A = const Appointment&;
+  using T = const Task&;
   void RegisterCalendar(int32_t id, P p) override {
     registered.push_back(id);
     last_path = p;
@@ -37,6 +40,13 @@ class RecordingNotifier : public core::SilentNotifierServer {
   void NotifyDoDelete(int32_t id, A a, P p) override { Record(id, "DoDelete", a, p); }
   void NotifyDoWrite(int32_t id, A a, P p) override { Record(id, "DoWrite", a, p); }
   void NotifyAnythingChanged(int32_t id, P p) override { Record(id, "AnythingChanged", p); }
+  void NotifyBeforeLoadTasks(int32_t id, P p) override { Record(id, "BeforeLoadTasks", p); }
+  void NotifyTasksSaved(int32_t id, P p) override { Record(id, "TasksSaved", p); }
+  void NotifyDoAddTask(int32_t id, T t, P p) override { Record(id, "DoAddTask", t.ID(), p); }
+  void NotifyDoChangeTask(int32_t id, T t, P p) override { Record(id, "DoChangeTask", t.ID(), p); }
+  void NotifyDoDeleteTask(int32_t id, T t, P p) override { Record(id, "DoDeleteTask", t.ID(), p); }
+  void NotifyCategoriesChanged(int32_t id, P p) override { Record(id, "CategoriesChanged", p); }
+  void NotifySRTChanged(int32_t id, P p) override { Record(id, "SRTChanged", p); }
 
  private:
   void Record(int32_t id, const std::string& kind, int32_t fileLong, P p) {
