@@ -6,7 +6,13 @@
 //   calendar_actor read APPDATA REPORT    only writes its report
 //
 // The report lists the results of a few queries and every entry of every
-// month file on disk.
+// month file on disk. The task modes follow one task across three processes
+// and report what each finds:
+//
+//   calendar_actor task-complete ...   a task with a reminder, completed
+//   calendar_actor task-restore ...    found among the completed ones and
+//                                      brought back, with a new reminder
+//   calendar_actor task-remind ...     the reminder handed out at its moment
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
@@ -91,21 +97,96 @@ void Report(Calendar& calendar, std::ostream& out) {
   }
 }
 
+const Date kTaskStart = Day(12, 5) + 8 / 24.0;
+const Date kPlannedEnd = Day(20, 5) + 18 / 24.0;
+const Date kReminder = Day(14, 5) + 12 / 24.0;
+
+void ReportTask(Task& task, std::ostream& out) {
+  out << "task " << task.ID() << " completed=" << task.Completed() << " title=" << task.Title()
+      << " notes=" << task.Notes() << " project=" << task.Project()
+      << " start=" << task.DateTime()->StartDateTime() << " planned_end=" << task.PlannedEnd();
+  if (AppointmentPtr reminder = task.RemindAppointment()) {
+    out << " reminder=" << reminder->File() << "/" << reminder->ID() << " at " << task.RemindAt();
+  }
+  out << "\n";
+}
+
+void TaskComplete(Calendar& calendar, std::ostream& out) {
+  TaskPtr task = calendar.Task();
+  task->SetTitle("Steuererkl\xC3\xA4rung");
+  task->SetNotes("Belege \xE2\x82\xAC sammeln");
+  task->SetProject("Haus");
+  task->SetDateTime(DateTimeNormal::New(kTaskStart, kPlannedEnd));
+  task->NotifyChange();
+  task->SetRemindAt(Day(15, 5) + 9 / 24.0);
+  ReportTask(*task, out);
+  task->Complete();
+  calendar.Release();
+}
+
+void TaskRestore(Calendar& calendar, ManualClock& clock, std::ostream& out) {
+  clock.Set(Day(14, 5) + 11 / 24.0);  // a later process
+  const CollectionPtr<TaskPtr> completed =
+      calendar.CompleteTasksInPeriod(*DateTimeNormal::New(Day(1, 5), Day(1, 6)));
+  for (const TaskPtr& task : *completed) {
+    out << "completed ";
+    ReportTask(*task, out);
+    task->InComplete();
+    task->SetRemindAt(kReminder);
+    ReportTask(*task, out);
+  }
+  calendar.Release();
+}
+
+void TaskRemind(Calendar& calendar, ManualClock& clock, std::ostream& out) {
+  const CollectionPtr<TaskPtr> listed = calendar.IncompleteTasks();
+  for (const TaskPtr& task : *listed)
+    ReportTask(*task, out);
+  const CollectionPtr<TaskPtr> completed =
+      calendar.CompleteTasksInPeriod(*DateTimeNormal::New(Day(1, 5), Day(1, 6)));
+  for (const TaskPtr& task : *completed)
+    out << "completed " << task->Title() << "\n";
+  // Polls just before and just after the reminder's moment.
+  for (Date at : {kReminder - 1 / 86400.0, kReminder + 1 / 86400.0}) {
+    clock.Set(at);
+    CollectionPtr<AppointmentPtr> due;
+    calendar.GetRemindAppointments(due);
+    out << "poll " << at << ":";
+    if (due) {
+      for (const AppointmentPtr& a : *due)
+        out << " " << a->File() << "/" << a->ID() << " " << a->Title();
+    }
+    out << "\n";
+  }
+}
+
 }  // namespace
 }  // namespace orncal
 
 int main(int argc, char** argv) {
   using namespace orncal;
   if (argc != 4) {
-    std::fprintf(stderr, "usage: calendar_actor write|read APPDATA REPORT\n");
+    std::fprintf(stderr,
+                 "usage: calendar_actor write|read|task-complete|task-restore|task-remind "
+                 "APPDATA REPORT\n");
     return 2;
   }
   const std::string mode = argv[1], app_data = argv[2];
   platform::SetShellFolderHook([app_data](int32_t) { return app_data; });
-  SetClock(std::make_shared<ManualClock>(DateFromParts(2008, 5, 14) + 10 / 24.0));
+  auto clock = std::make_shared<ManualClock>(DateFromParts(2008, 5, 14) + 10 / 24.0);
+  SetClock(clock);
   CalendarPtr calendar = CalendarMain().Calendar();
-  if (mode == "write") Write(*calendar);
   std::ofstream report(argv[3], std::ios::binary);
-  Report(*calendar, report);
+  report.precision(17);
+  if (mode == "task-complete") {
+    TaskComplete(*calendar, report);
+  } else if (mode == "task-restore") {
+    TaskRestore(*calendar, *clock, report);
+  } else if (mode == "task-remind") {
+    TaskRemind(*calendar, *clock, report);
+  } else {
+    if (mode == "write") Write(*calendar);
+    Report(*calendar, report);
+  }
   return report ? 0 : 1;
 }
