@@ -50,8 +50,7 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-// A task line without its ID and, when `fields` says so, without what
-// follows the planned end.
+// A task line without its ID and its reminder.
 std::string Fields(const std::string& line) {
   return std::regex_replace(line, std::regex("task -?[0-9]+ | reminder=.*"), "");
 }

@@ -173,6 +173,49 @@ TEST_F(OrncalProcess, AgreesWithTheLibraryOnWhatItSaved) {
   }
 }
 
+// The task file is dumped whatever its name when its bytes say so; list
+// shows the colour the categories give.
+TEST_F(OrncalProcess, DumpsTheTaskFileByNameOrContentAndListsColours) {
+  CalendarPtr calendar = StartCalendar();
+  calendar->Categories()->Add("Arzt", {.Color = 255});
+  calendar->Categories()->Save();
+  calendar->Appointment({.StartDateTime = kMay30, .EndDateTime = kMay30 + kHour})
+      ->SetCategory("ARZT");
+  TaskPtr task = calendar->Task();
+  task->SetTitle("Steuer \xE2\x82\xAC");
+  task->SetDateTime(DateTimeNormal::New(kMay30, kJune1));
+  task->NotifyChange();
+  calendar->Save();
+
+  Outcome list = RunHere({"list", "--from", "2008-05-30", "--to", "2008-05-31", "--json"});
+  ASSERT_EQ(list.status, 0) << list.err;
+  EXPECT_EQ(Json::parse(list.out)["appointments"][0]["color"], 255);
+
+  const std::string copy = Join(io_.path(), "copy.bin");
+  std::filesystem::copy_file(DataFile("tasks.xtf"), copy);
+  Outcome by_name = Run({"dump", DataFile("tasks.xtf"), "--json"});
+  ASSERT_EQ(by_name.status, 0) << by_name.err;
+  EXPECT_EQ(Run({"dump", copy, "--json"}).out, by_name.out);
+  const Json dumped = Json::parse(by_name.out);
+  EXPECT_EQ(dumped["version"], 10001);
+  ASSERT_EQ(dumped["tasks"].size(), 1u);
+  EXPECT_EQ(dumped["tasks"][0]["title"], "Steuer \xE2\x82\xAC");
+  EXPECT_EQ(dumped["tasks"][0]["planned_end"], kJune1);
+  EXPECT_EQ(Run({"dump", copy}).out.substr(0, 23), "version 10001, 1 tasks\n");
+
+  // Cut short: named tasks.xtf it is a task file that fails; under another
+  // name it is no task file and fails as a month file.
+  const std::string bytes = testing::ReadBytes(copy);
+  const std::string damaged = Join(io_.path(), "tasks.xtf");
+  testing::WriteBytes(damaged, bytes.substr(0, bytes.size() - 10));
+  Outcome failed = Run({"dump", damaged});
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_EQ(failed.out, "");
+  EXPECT_NE(failed.err.find("is not a valid task file: "), std::string::npos) << failed.err;
+  testing::WriteBytes(copy, bytes.substr(0, bytes.size() - 10));
+  EXPECT_NE(Run({"dump", copy}).err.find("is not a valid month file"), std::string::npos);
+}
+
 TEST_F(OrncalProcess, BadArgumentsFailWithOneLineAndTouchNothing) {
   WriteMonthFiles();
   const std::string fresh = Join(temp_.path(), "fresh");

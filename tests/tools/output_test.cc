@@ -1,4 +1,4 @@
-// What orncal prints for query results and month files.
+// What orncal prints for query results, month files and task files.
 #include "output.h"
 
 #include <gtest/gtest.h>
@@ -186,6 +186,27 @@ TEST(DumpOutput, RecordsAreShownAsStored) {
             "ID  TYPE  START         END         TITLE  FLAGS\n"
             "4   real  2008-05-05    2008-07-14  Kurs   16\n"
             "9   link  -> 200804 #2\n");
+}
+
+TEST(DumpOutput, TasksAreShownAsStored) {
+  testing::MonthBytes b;
+  b.Long(10001).Long(-7).Text("Steuer").Text("Belege\r\n").Text("B\xFCro");
+  b.Date(kMay14 + 0.375).Date(kMay14 + 6).Long(200805).Long(3);
+  b.Long(12).Text("").Text("").Text("").Date(0.5).Date(NAN).Long(0).Long(0).Long(0);
+  const TaskFileContents contents = DecodeTaskFile(b.str());
+  ASSERT_TRUE(contents.Complete) << contents.Problem;
+  EXPECT_EQ(Json::parse(ToJsonText(TaskDumpJson(contents))), Json::parse(R"({"version": 10001,
+    "tasks": [{"id": -7, "title": "Steuer", "notes": "Belege\r\n", "project": "B\u00fcro",
+               "start": 39582.375, "planned_end": 39588, "reminder_file": 200805, "reminder_id": 3},
+              {"id": 12, "title": "", "notes": "", "project": "", "start": 0.5,
+               "planned_end": null, "reminder_file": 0, "reminder_id": 0}]})"));
+  std::ostringstream out;
+  WriteTaskTable(contents, out);
+  EXPECT_EQ(out.str(),
+            "version 10001, 2 tasks\n"
+            "ID  START             PLANNED END       TITLE   REMINDER\n"
+            "-7  2008-05-14 09:00  2008-05-20 00:00  Steuer  200805 #3\n"
+            "12  1899-12-30 12:00  ole:nan                   -\n");
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "orncalendar/error.h"
 #include "orncalendar/month_file.h"
 #include "orncalendar/platform.h"
+#include "orncalendar/task_file.h"
 #include "output.h"
 #include "when.h"
 
@@ -48,7 +49,7 @@ const char* const kWhenHelp =
 
 // The file's bytes, refusing anything but a regular file of sensible size
 // (a device or a pipe could be endless).
-std::string ReadMonthFile(const std::string& name) {
+std::string ReadDataFile(const std::string& name) {
   namespace fs = std::filesystem;
   const fs::path path = Utf8Path(name);
   std::error_code ec;
@@ -64,7 +65,7 @@ std::string ReadMonthFile(const std::string& name) {
   while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
     bytes.append(buffer, static_cast<size_t>(in.gcount()));
     if (bytes.size() > kMaxDumpBytes) {
-      throw CommandError("'" + name + "' is too large for a month file (more than " +
+      throw CommandError("'" + name + "' is too large for a data file (more than " +
                          std::to_string(kMaxDumpBytes >> 20) + " MiB)");
     }
   }
@@ -142,11 +143,19 @@ CommandLine ParseCommandLine(int argc, const char* const* argv) {
                  "All-day entries first, then by start (an occurrence by its series' own period)");
   list->add_flag("--json", list_json, "Print {\"appointments\": [...]} instead of a table");
 
-  CLI::App* dump = app.add_subcommand("dump", "Decode one month file (*.xmf) without a calendar");
+  CLI::App* dump = app.add_subcommand(
+      "dump", "Decode one month file (*.xmf) or the task file (tasks.xtf) without a calendar");
+  dump->footer(
+      "A file is read as the task file when it is named tasks.xtf (in any letter case) or when "
+      "its bytes read as a whole task file with nothing after it: a version, whole task records "
+      "and the four-byte end mark as the last four bytes. Anything else is read as a month "
+      "file.");
   std::string path;
   bool dump_json = false;
-  dump->add_option("PATH", path, "The month file")->required();
-  dump->add_flag("--json", dump_json, "Print {\"version\": V, \"records\": [...]}");
+  dump->add_option("PATH", path, "The month file or task file")->required();
+  dump->add_flag("--json", dump_json,
+                 "Print {\"version\": V, \"records\": [...]} for a month file, "
+                 "{\"version\": V, \"tasks\": [...]} for the task file");
 
   CommandLine line;
   try {
@@ -201,9 +210,32 @@ void RunList(Calendar& calendar, const ListCommand& command, std::ostream& out) 
   }
 }
 
+bool IsTaskFile(const std::string& path, std::string_view bytes) {
+  const std::u8string name = Utf8Path(path).filename().u8string();
+  std::string lower(name.begin(), name.end());
+  for (char& c : lower)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  if (lower == "tasks.xtf") return true;
+  const TaskFileContents contents = DecodeTaskFile(bytes);
+  return contents.Complete && contents.EndMark && contents.TrailingBytes == 0;
+}
+
 void RunDump(const DumpCommand& command, std::ostream& out) {
+  const std::string bytes = ReadDataFile(command.Path);
+  if (IsTaskFile(command.Path, bytes)) {
+    const TaskFileContents contents = DecodeTaskFile(bytes);
+    if (!contents.Complete) {
+      throw CommandError("'" + command.Path + "' is not a valid task file: " + contents.Problem);
+    }
+    if (command.Json) {
+      out << ToJsonText(TaskDumpJson(contents));
+    } else {
+      WriteTaskTable(contents, out);
+    }
+    return;
+  }
   // The records' own file number is not shown, so none is given.
-  const MonthFileContents contents = DecodeMonthFile(ReadMonthFile(command.Path), 0);
+  const MonthFileContents contents = DecodeMonthFile(bytes, 0);
   if (!contents.Complete) {
     throw CommandError("'" + command.Path + "' is not a valid month file: " + contents.Problem);
   }

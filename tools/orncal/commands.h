@@ -35,7 +35,7 @@ struct ListCommand {
   bool Json = false;
 };
 
-// `dump`: one month file, read without a calendar.
+// `dump`: one month file or task file, read without a calendar.
 struct DumpCommand {
   std::string Path;
   bool Json = false;
@@ -62,8 +62,14 @@ CommandLine ParseCommandLine(int argc, const char* const* argv);
 // Runs the query and prints its result.
 void RunList(Calendar& calendar, const ListCommand& command, std::ostream& out);
 
-// Decodes the month file and prints it. CommandError when the file cannot be
-// read or is malformed; nothing is printed then.
+// Whether `dump` reads a file as the task file: when it is named tasks.xtf
+// (in any letter case), or when its bytes read as a whole task file with
+// nothing after it: a version, whole task records and the four-byte end
+// mark as the last four bytes. Anything else is a month file.
+bool IsTaskFile(const std::string& path, std::string_view bytes);
+
+// Decodes the month file or task file and prints it. CommandError when the
+// file cannot be read or is malformed; nothing is printed then.
 void RunDump(const DumpCommand& command, std::ostream& out);
 
 // The largest file `dump` reads.

@@ -267,6 +267,21 @@ Json DumpJson(const MonthFileContents& contents) {
   return Json{{"version", contents.Version}, {"records", std::move(records)}};
 }
 
+Json TaskDumpJson(const TaskFileContents& contents) {
+  Json tasks = Json::array();
+  for (const TaskFileRecord& task : contents.Tasks) {
+    tasks.push_back(Json{{"id", task.ID},
+                         {"title", task.Title},
+                         {"notes", task.Notes},
+                         {"project", task.Project},
+                         {"start", NumberOrNull(task.Start)},
+                         {"planned_end", NumberOrNull(task.PlannedEnd)},
+                         {"reminder_file", task.ReminderFile},
+                         {"reminder_id", task.ReminderID}});
+  }
+  return Json{{"version", contents.Version}, {"tasks", std::move(tasks)}};
+}
+
 std::string FormatWhen(Date date, bool dateOnly) {
   // The calendar's date arithmetic covers 1 January 100 to 31 December 9999.
   if (!(date > kMinDate - 1 && date < kMaxDate + 1)) return "ole:" + ShortestNumber(date);
@@ -308,6 +323,20 @@ void WriteRecordTable(const MonthFileContents& contents, std::ostream& out) {
         row.push_back(std::move(cell));
     }
     rows.push_back(std::move(row));
+  }
+  WriteAligned(rows, out);
+}
+
+void WriteTaskTable(const TaskFileContents& contents, std::ostream& out) {
+  out << "version " << contents.Version << ", " << contents.Tasks.size() << " tasks\n";
+  if (contents.Tasks.empty()) return;
+  std::vector<Row> rows{{"ID", "START", "PLANNED END", "TITLE", "REMINDER"}};
+  for (const TaskFileRecord& task : contents.Tasks) {
+    rows.push_back({std::to_string(task.ID), FormatWhen(task.Start, false),
+                    FormatWhen(task.PlannedEnd, false), OneLine(task.Title),
+                    task.ReminderFile == 0 ? "-"
+                                           : std::to_string(task.ReminderFile) + " #" +
+                                                 std::to_string(task.ReminderID)});
   }
   WriteAligned(rows, out);
 }

@@ -1,5 +1,5 @@
-// What orncal prints: appointments and month-file records as JSON or as a
-// readable table.
+// What orncal prints: appointments, month-file records and task-file
+// records as JSON or as a readable table.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -8,6 +8,7 @@
 
 #include "orncalendar/fwd.h"
 #include "orncalendar/month_file.h"
+#include "orncalendar/task_file.h"
 
 namespace orncal::cli {
 
@@ -44,6 +45,10 @@ Json RecordJson(Appointment& record);
 // {"version": V, "records": [record, ...]}.
 Json DumpJson(const MonthFileContents& contents);
 
+// {"version": V, "tasks": [{"id", "title", "notes", "project", "start",
+// "planned_end", "reminder_file", "reminder_id"}, ...]}.
+Json TaskDumpJson(const TaskFileContents& contents);
+
 // A date as "YYYY-MM-DD HH:MM", or "YYYY-MM-DD" alone with `dateOnly`; a
 // value outside the dates the calendar knows as "ole:" and the number.
 std::string FormatWhen(Date date, bool dateOnly);
@@ -56,5 +61,9 @@ void WriteAppointmentTable(const Appointments& list, std::ostream& out);
 // The version, then one aligned line per record: real appointments like
 // the entries above, links with the month and number they point at.
 void WriteRecordTable(const MonthFileContents& contents, std::ostream& out);
+
+// The version, then one aligned line per task: its ID, start, planned end,
+// title and the month and number of its reminder.
+void WriteTaskTable(const TaskFileContents& contents, std::ostream& out);
 
 }  // namespace orncal::cli
