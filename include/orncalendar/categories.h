@@ -79,6 +79,9 @@ class Categories {
   // Gives the colour to every real appointment of the calendar's loaded
   // month files whose category, trimmed and lower-cased, is `category`.
   void UpdateAppointmentColors(std::string_view category, int32_t color);
+  // The colour of a category in the store (0 for one without a colour), or
+  // nullopt: CategoryExists and Color in one look-up, changing nothing.
+  std::optional<int32_t> KnownColor(std::string_view Category) const;
 
  private:
   struct Entry {

@@ -7,8 +7,7 @@ namespace orncal::core {
 
 std::optional<int32_t> CategoryColor(Calendar& calendar, std::string_view category) {
   CategoriesPtr categories = calendar.Categories();
-  if (!categories || !categories->CategoryExists(category)) return std::nullopt;
-  return categories->Color(category);
+  return categories ? categories->KnownColor(category) : std::nullopt;
 }
 
 }  // namespace orncal::core

@@ -55,6 +55,12 @@ void Categories::Insert(std::string name, std::optional<int32_t> color) {
 
 bool Categories::CategoryExists(std::string_view Category) const { return Find(Category) >= 0; }
 
+std::optional<int32_t> Categories::KnownColor(std::string_view Category) const {
+  const ptrdiff_t at = Find(Category);
+  if (at < 0) return std::nullopt;
+  return entries_[static_cast<size_t>(at)].color.value_or(0);
+}
+
 int32_t Categories::Color(std::string_view Category) {
   const ptrdiff_t at = Find(Category);
   if (at < 0) {

@@ -1,0 +1,1 @@
+orncal_bench(tasks_bench tasks_bench.cc)
