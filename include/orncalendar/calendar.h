@@ -261,6 +261,11 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
   TaskPtr FindTaskByID(int32_t ID);
   // A completed task viewing the appointment.
   TaskPtr TaskFromCompletedAppointment(AppointmentPtr appointment);
+  // A listed-shape task of this calendar made from a task record (as the
+  // task file and the messages about tasks carry it): its ID, texts and
+  // period, and its reminder when this calendar holds that appointment
+  // (see FindStoredAppointment). It is not added to the list.
+  TaskPtr TaskFromRecord(TaskFileRecord record);
 
   // -- Library-internal: side stores
 

@@ -30,6 +30,7 @@ class File;
 class Notificator;
 class SpecialRemindTime;
 class Task;
+struct TaskFileRecord;
 
 using AppointmentPtr = std::shared_ptr<Appointment>;
 using AppointmentRealPtr = std::shared_ptr<AppointmentReal>;

@@ -75,22 +75,9 @@ void Calendar::LoadTasks() {
   } catch (const std::exception&) {
     return fail();  // too large for memory
   }
-  CalendarPtr self = shared_from_this();
   list->Reserve(contents.Tasks.size());
-  for (TaskFileRecord& record : contents.Tasks) {
-    TaskPtr task = orncal::Task::New();
-    task->SetCalendar(self);
-    task->SetID(record.ID);
-    task->SetTitle(std::move(record.Title));
-    task->SetNotes(std::move(record.Notes));
-    task->SetProject(std::move(record.Project));
-    task->SetDateTime(DateTimeNormal::New(record.Start, record.PlannedEnd));
-    // A reminder whose month or appointment is gone is dropped.
-    if (record.ReminderFile != 0) {
-      task->SetRemindAppointment(FindStoredAppointment(record.ReminderFile, record.ReminderID));
-    }
-    list->Add(std::move(task));
-  }
+  for (TaskFileRecord& record : contents.Tasks)
+    list->Add(TaskFromRecord(std::move(record)));
   if (!contents.Complete) fail();
 }
 
@@ -172,6 +159,21 @@ TaskPtr Calendar::FindTaskByID(int32_t ID) {
 }
 
 TaskPtr Calendar::IncompleteTaskFromID(int32_t ID) { return FindTaskByID(ID); }
+
+TaskPtr Calendar::TaskFromRecord(TaskFileRecord record) {
+  TaskPtr task = orncal::Task::New();
+  task->SetCalendar(shared_from_this());
+  task->SetID(record.ID);
+  task->SetTitle(std::move(record.Title));
+  task->SetNotes(std::move(record.Notes));
+  task->SetProject(std::move(record.Project));
+  task->SetDateTime(DateTimeNormal::New(record.Start, record.PlannedEnd));
+  // A reminder whose month or appointment is gone is dropped.
+  if (record.ReminderFile != 0) {
+    task->SetRemindAppointment(FindStoredAppointment(record.ReminderFile, record.ReminderID));
+  }
+  return task;
+}
 
 TaskPtr Calendar::TaskFromCompletedAppointment(AppointmentPtr appointment) {
   TaskPtr task = orncal::Task::New();

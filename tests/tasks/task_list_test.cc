@@ -131,6 +131,22 @@ TEST_F(TaskListTest, AReminderIsFoundByFileAndNumberOrDroppedWhenItsMonthIsGone)
   EXPECT_TRUE(messages_.messages.empty());
 }
 
+// What a message about a task carries: one record, made back into a task of
+// this calendar with the reminder it holds.
+TEST_F(TaskListTest, ATaskTravelsAsOneRecordWithItsReminder) {
+  TaskPtr task = Listed("Steuer \xE2\x82\xAC", kMay14, kMay14 + 2);
+  task->SetNotes("Belege");
+  task->SetRemindAt(kMay14 + 1);
+  TaskFileRecord record;
+  ASSERT_TRUE(tasks::DecodeTaskRecord(tasks::EncodeTaskRecord(tasks::RecordOf(*task)), &record));
+  TaskPtr copy = calendar_->TaskFromRecord(record);
+  EXPECT_EQ(std::tuple(copy->ID(), copy->Title(), copy->Notes(), copy->DateTime()->StartDateTime(),
+                       copy->PlannedEnd(), copy->RemindAppointment(), copy->GetCalendar()),
+            std::tuple(task->ID(), task->Title(), std::string("Belege"), kMay14, kMay14 + 2,
+                       task->RemindAppointment(), calendar_));
+  EXPECT_EQ(calendar_->IncompleteTasks()->Count(), 1);  // not added
+}
+
 TEST_F(TaskListTest, AFileThatCannotBeReadKeepsWhatCameBeforeAndStaysAsTheBackup) {
   MonthBytes file;
   file.Long(10001).Long(1).Text("kept").Text("").Text("").Date(0).Date(0).Long(0).Long(0);
