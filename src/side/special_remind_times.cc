@@ -7,6 +7,7 @@
 #include "orncalendar/appointment.h"
 #include "orncalendar/calendar.h"
 #include "orncalendar/categories.h"
+#include "orncalendar/ole_date.h"
 #include "orncalendar/platform.h"
 #include "orncalendar/remind_times.h"
 #include "platform/system.h"
@@ -35,8 +36,10 @@ void Calendar::LoadSpecialRemindTimes() {
   // Whatever cannot be read ends the reading quietly; the rest of the file
   // stays as the backup of the next write.
   auto stop = [&] { s.special_load_failed = true; };
+  // The scan goes on from there, so it must be a date the calendar can walk
+  // from.
   const std::optional<double> from = ParseLocaleNumber(lines[0]);
-  if (!from) return stop();
+  if (!from || !(*from >= kMinDate && *from < kMaxDate + 1)) return stop();
   s.remind_scan_from = *from;
   for (size_t i = 1; i < lines.size(); ++i) {
     if (TrimSpaces(lines[i]).empty()) continue;

@@ -3,6 +3,7 @@
 
 #include <tuple>
 
+#include "core/shared_calendar.h"
 #include "orncalendar/orncalendar.h"
 #include "support/month_bytes.h"
 #include "support/recording_notifier.h"
@@ -80,6 +81,19 @@ TEST_F(SpecialRemindTimesTest, LoadingKeepsWhatItCanFindAndHandsOutWhatIsDue) {
   calendar->SaveSpecialRemindTimes();
   EXPECT_EQ(ReadBytes(path_ + ".1"), file);
   EXPECT_EQ(ReadBytes(path_), "39582,416666666664\r\n39590,5=200805/1\r\n39594=200805/1\r\n");
+}
+
+TEST_F(SpecialRemindTimesTest, AScanMomentThatIsNoDateLeavesTheScanAtThePresent) {
+  for (const char* first : {"kaputt", "1e308", "-1E+300", ""}) {
+    core::ResetStartupForTesting();
+    PutDataFile("SpRmdTim.ini", std::string(first) + "\r\n39590=200805/1\r\n");
+    CalendarPtr calendar = StartCalendar();
+    EXPECT_EQ(std::tuple(calendar->RemindScanFrom(), calendar->SpecialRemindTimes()->Count()),
+              std::tuple(kNow, 0))
+        << first;
+    CollectionPtr<AppointmentPtr> due;
+    EXPECT_FALSE(calendar->GetRemindAppointments(due));
+  }
 }
 
 }  // namespace

@@ -205,20 +205,6 @@ TEST_F(TaskListTest, EveryFailedSaveLeavesThePreviousFileAndTheListToBeSaved) {
   EXPECT_FALSE(PathExists(path_));
 }
 
-TEST_F(TaskListTest, TheBackupTakesTheFirstFreeNumber) {
-  const std::string previous = MonthBytes().Long(10001).Long(0).str();
-  PutDataFile("tasks.xtf", previous);
-  PutDataFile("tasks.xtf.1", "left by an earlier failure");
-  FaultFileSystem faults;
-  testing::ScopedFileSystem installed(&faults);
-  faults.FailOn(Op::kRemove, ".xtf.2");  // keep the backup to look at it
-  Listed("neu", kMay14, kMay14);
-  calendar_->SaveTasks();
-  EXPECT_TRUE(messages_.messages.empty());
-  EXPECT_EQ(ReadBytes(path_ + ".2"), previous);
-  EXPECT_EQ(ReadBytes(path_ + ".1"), "left by an earlier failure");
-}
-
 TEST_F(TaskListTest, NewIdsAreDrawnAtRandomAndSteppedPastTheNumbersInUse) {
   // {random number, the IDs of three tasks drawing it one after the other}
   const std::tuple<double, int32_t, int32_t, int32_t> cases[] = {
