@@ -53,6 +53,7 @@ void Calendar::LoadTasks() {
   State& s = *state_;
   auto list = std::make_shared<Collection<TaskPtr>>();
   s.tasks = list;
+  s.tasks_load_failed = false;
   const std::string& path = s.tasks_file_path;
   auto fail = [&] {
     s.tasks_load_failed = true;
