@@ -99,9 +99,10 @@ void File::ResolveLinks() {
       AppointmentPtr destination;
       if (calendar) destination = FinalDestination(*calendar, *link);
       if (destination) {
-        // A link reached through other links is written back as a direct
-        // one: the links in between may go (their appointment moved, their
-        // number handed to another) while this one still names them.
+        // From now on the link names its appointment directly, and is
+        // written so at its month's next save: the links in between may go
+        // (their appointment moved, their number handed to another) while
+        // this one would still name them.
         link->SetDestinationFile(destination->File());
         link->SetDestinationID(destination->ID());
       }
