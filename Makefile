@@ -1,15 +1,21 @@
 # The two commands of the README, and a few more.
-#   make test   install what is missing, build, run every test (native, then
-#               the Windows build under Wine)
+#   make test   install what is missing, build, run every test (native, the
+#               Release build and the installed package, then the Windows
+#               build under Wine)
 #   make run    the main job: this week's appointments on the default data
 #               folder (orncal list, Monday 00:00 to the next Monday 00:00)
+#   make install PREFIX=...   install the build of `make build`
 SHELL := /bin/bash
 BUILD ?= build
 ASAN_BUILD ?= build-asan
+RELEASE_BUILD ?= build-release
 WINDOWS_BUILD ?= build-windows
 JOBS ?= $(shell nproc)
+PREFIX ?= /usr/local
+# The project's own builds treat every warning as an error.
+CONFIGURE = cmake -S . -G Ninja -DORNCAL_WARNINGS_AS_ERRORS=ON
 
-.PHONY: all deps build test test-native test-windows run format bench clean
+.PHONY: all deps build install test test-native test-release test-windows run format bench clean
 
 all: build
 
@@ -17,22 +23,37 @@ deps:
 	@./scripts/install-deps.sh native
 
 build: deps
-	@cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORNCAL_BUILD_TESTS=OFF >/dev/null
+	@$(CONFIGURE) -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORNCAL_BUILD_TESTS=OFF >/dev/null
 	@cmake --build $(BUILD) -j $(JOBS) > $(BUILD)/build.log || { cat $(BUILD)/build.log; exit 1; }
 
 # The test suites run under AddressSanitizer and UndefinedBehaviorSanitizer.
 test-native: deps
-	@cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DORNCAL_SANITIZE=ON >/dev/null
+	@$(CONFIGURE) -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DORNCAL_SANITIZE=ON >/dev/null
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
+
+# The Release build with its tests is compiled (they run under the
+# sanitizers above); then it is installed into a temporary prefix and an
+# example is built against the installed package (scripts/test-package.sh).
+test-release: deps
+	@$(CONFIGURE) -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
+	@cmake --build $(RELEASE_BUILD) -j $(JOBS)
+	@./scripts/test-package.sh $(RELEASE_BUILD)
 
 # The Windows build, cross-compiled and run under Wine (scripts/test-windows.sh).
 test-windows:
 	@BUILD_WINDOWS=$(WINDOWS_BUILD) JOBS=$(JOBS) ./scripts/test-windows.sh
 
-# Native first, then Windows; one after the other even under make -j.
+# Native first, then Release, then Windows; one after the other even under
+# make -j.
 test: test-native
+	@$(MAKE) --no-print-directory test-release
 	@$(MAKE) --no-print-directory test-windows
+
+# Headers, libraries, the CMake package, orncalendar.pc and the tools under
+# PREFIX (sudo may be needed for the default /usr/local).
+install: build
+	@cmake --install $(BUILD) --prefix "$(PREFIX)"
 
 run: build
 	@monday=$$(date -d "-$$(( $$(date +%u) - 1 )) days" +%F) && \
@@ -44,11 +65,11 @@ format:
 	@git ls-files '*.cc' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(WINDOWS_BUILD) build-bench
+	rm -rf $(BUILD) $(ASAN_BUILD) $(RELEASE_BUILD) $(WINDOWS_BUILD) build-bench
 
 # Benchmarks in a release build.
 bench:
 	@./scripts/install-deps.sh bench
-	@cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DORNCAL_BUILD_TESTS=OFF -DORNCAL_BUILD_BENCH=ON >/dev/null
+	@$(CONFIGURE) -B build-bench -DCMAKE_BUILD_TYPE=Release -DORNCAL_BUILD_TESTS=OFF -DORNCAL_BUILD_BENCH=ON >/dev/null
 	@cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/*_bench; do [ -x "$$b" ] && "$$b" || exit 1; done

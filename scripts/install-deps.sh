@@ -4,7 +4,7 @@
 set -euo pipefail
 
 native=(build-essential cmake ninja-build googletest libgtest-dev libgmock-dev
-        libbenchmark-dev libcli11-dev nlohmann-json3-dev clang-format)
+        libbenchmark-dev libcli11-dev nlohmann-json3-dev clang-format pkgconf)
 windows=(g++-mingw-w64-x86-64-posix wine wine64 wine64-tools)
 bench=(libbenchmark-dev libical-dev pkgconf)
 

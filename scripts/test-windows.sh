@@ -13,7 +13,7 @@ jobs=${JOBS:-$(nproc)}
 ./scripts/install-deps.sh windows
 
 cmake -S . -B "$build" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake \
-  -DCMAKE_BUILD_TYPE=Debug >/dev/null
+  -DCMAKE_BUILD_TYPE=Debug -DORNCAL_WARNINGS_AS_ERRORS=ON >/dev/null
 cmake --build "$build" -j "$jobs"
 
 # A headless, private Wine: no display, no Mono or Gecko prompts, no debug

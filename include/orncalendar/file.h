@@ -52,9 +52,12 @@ class File {
   // The owning calendar: the one held, else the shared calendar.
   CalendarPtr Calendar() const;
 
-  // Binds every stored link of the file to its destination (nullptr when the
-  // calendar has none); runs once. Parts of a series are left alone. Never
-  // raises.
+  // Binds every stored link of the file to its destination, the real
+  // appointment its numbers name (nullptr when the calendar has none); runs
+  // once. A destination that is itself a stored link is followed to the
+  // real appointment at the end of the chain, and the link then names that
+  // appointment directly; a chain that runs in a circle or ends at nothing
+  // leaves the link unbound. Parts of a series are left alone. Never raises.
   void ResolveLinks();
   // The reserved number if one is set (which clears it), else the smallest
   // number from 1 up that no entry carries.

@@ -313,8 +313,8 @@ void Calendar::AttachAppointment(AppointmentPtr& appointment, bool Remote) {
   if (!Holds(home_list, appointment)) {
     // A real appointment that no month file holds (a new one, or one taken
     // out by DetachAppointment to be moved) is filed itself, so that the
-    // client's object stays the stored one. Anything else is filed as a
-    // copy.
+    // client's object stays the stored one and keeps its Project (a copy
+    // would not take it). Anything else is filed as a copy.
     auto real = std::dynamic_pointer_cast<AppointmentReal>(appointment);
     if (real && !IsFiled(*real)) {
       real->SetChanged(true);

@@ -1,5 +1,9 @@
 #include "orncalendar/file.h"
 
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 #include "core/calendar_state.h"
 #include "core/shared_calendar.h"
 #include "orncalendar/appointment.h"
@@ -27,6 +31,35 @@ std::string SaveFailureText(const std::string& path) {
 Appointments& ListOf(const AppointmentsPtr& list) {
   if (!list) throw Error(ErrorNumber::kObjectNotSet);
   return *list;
+}
+
+// The real appointment a stored link stands for. Its destination numbers
+// may name another stored link (written by other tools, or a damaged
+// file); the chain is followed to its real appointment, through the
+// destination a link holds already or else its stored numbers. A chain that
+// comes back to a number it passed, grows too long or ends at nothing gives
+// nullptr. Destinations are fetched with GetAppointment, which resolves no
+// links of the months it reads, so the walk never re-enters ResolveLinks.
+AppointmentPtr FinalDestination(Calendar& calendar, const AppointmentLink& link) {
+  constexpr int kMaxHops = 64;
+  std::vector<std::pair<int32_t, int32_t>> visited;
+  int32_t file = link.DestinationFile(), id = link.DestinationID();
+  for (int hop = 0; hop < kMaxHops; ++hop) {
+    if (std::find(visited.begin(), visited.end(), std::pair(file, id)) != visited.end()) break;
+    visited.emplace_back(file, id);
+    AppointmentPtr found = calendar.GetAppointment(file, id);
+    if (!found) break;
+    if (found->AppointmentType() == 1) return found;
+    auto* next = dynamic_cast<AppointmentLink*>(found.get());
+    if (!next || next->AppointmentType() != 2) break;
+    if (AppointmentPtr bound = next->DestinationAppointment();
+        bound && bound->AppointmentType() == 1) {
+      return bound;
+    }
+    file = next->DestinationFile();
+    id = next->DestinationID();
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -57,12 +90,15 @@ void File::ResolveLinks() {
       auto* link = dynamic_cast<AppointmentLink*>(entry.get());
       if (!link || link->AppointmentType() != 2) continue;
       AppointmentPtr destination;
-      if (calendar) {
-        destination = calendar->GetAppointment(link->DestinationFile(), link->DestinationID());
+      if (calendar) destination = FinalDestination(*calendar, *link);
+      if (destination) {
+        // From now on the link names its appointment directly, and is
+        // written so at its month's next save: the links in between may go
+        // (their appointment moved, their number handed to another) while
+        // this one would still name them.
+        link->SetDestinationFile(destination->File());
+        link->SetDestinationID(destination->ID());
       }
-      // Only a real appointment: a link bound to a link (or to itself, in a
-      // damaged file) would forward in circles.
-      if (destination && destination->AppointmentType() != 1) destination = nullptr;
       link->SetDestination(std::move(destination));
     } catch (const std::exception&) {
       // A link that cannot be resolved stays without destination.

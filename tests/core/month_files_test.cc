@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <sstream>
 #include <tuple>
 
 #include "core/shared_calendar.h"
@@ -42,18 +43,19 @@ class FakeSeries : public DateTime {
 // "2@200806 -> 200804/1" for a link (its own number and file, then its
 // destination), with " bound" once the link holds its destination.
 std::string Entries(const FilePtr& file) {
-  std::string out;
+  std::ostringstream out;
+  const char* separator = "";
   for (const AppointmentPtr& e : *file->Appointments()) {
-    out += (out.empty() ? "" : ", ") + std::to_string(e->OutsideID());
+    out << separator << e->OutsideID();
+    separator = ", ";
     if (auto* link = dynamic_cast<AppointmentLink*>(e.get())) {
-      out += "@" + std::to_string(link->OutsideFile()) + " -> " +
-             std::to_string(link->DestinationFile()) + "/" + std::to_string(link->DestinationID()) +
-             (link->DestinationAppointment() ? " bound" : "");
+      out << '@' << link->OutsideFile() << " -> " << link->DestinationFile() << '/'
+          << link->DestinationID() << (link->DestinationAppointment() ? " bound" : "");
     } else {
-      out += " " + e->Title();
+      out << ' ' << e->Title();
     }
   }
-  return out;
+  return out.str();
 }
 
 // --- The cache ---
@@ -147,16 +149,78 @@ TEST_F(MonthCacheTest, OddMonthsAndChangedPeriodsGetTheLinksOfTheFullWalk) {
   EXPECT_EQ(Entries(calendar->GetMonthFile(MonthRef{.FileLong = 200903})), "1@200903 -> 200812/1");
 }
 
-TEST_F(MonthCacheTest, LinksThatPointAtLinksAreNotFollowed) {
-  // June links to itself, July and August to each other: damaged files.
-  PutDataFile("200806.xmf", MonthBytes().Long(10003).Link(1, 200806, 1).Byte(0).str());
-  PutDataFile("200807.xmf", MonthBytes().Long(10003).Link(1, 200808, 1).Byte(0).str());
-  PutDataFile("200808.xmf", MonthBytes().Long(10003).Link(1, 200807, 1).Byte(0).str());
-  CalendarPtr calendar = StartCalendar();
-  AppointmentsPtr found = calendar->AllAppointmentsInPeriod(
-      *DateTimeNormal::New(DateFromParts(2008, 6, 1), DateFromParts(2008, 9, 1)), {.NotFlags = 0});
-  EXPECT_EQ(found->Count(), 0);
-  EXPECT_EQ(Entries(calendar->GetMonthFile(MonthRef{.FileLong = 200807})), "1@200807 -> 200808/1");
+TEST_F(MonthCacheTest, ALinkToALinkActsAsADirectLinkAndCirclesStayUnbound) {
+  // January stores a weekly series, Mondays 09:00 to 10:00 until 28 March;
+  // February's file links it directly.
+  AppointmentPtr weekly = StartCalendar()->Appointment({.SaveNow = false});
+  DateTimeSerialPtr mondays = DateTimeSerial::New();
+  mondays->SetRepetitionMode(calWeekly);
+  mondays->Setn(1);
+  mondays->SetWeekdays(calMonday);
+  mondays->SetSeriesStartDateTime(DateFromParts(2008, 1, 7));
+  mondays->SetSeriesEndDateTime(DateFromParts(2008, 3, 28));
+  mondays->SetStartDateTime(TimeFromParts(9, 0, 0));
+  mondays->SetEndDateTime(TimeFromParts(10, 0, 0));
+  weekly->SetDateTime(mondays);
+  weekly->SetTitle("weekly");
+  weekly->AfterDateTimeChange();
+  StartCalendar()->Save();
+  PutDataFile("200802.xmf", MonthBytes().Long(10003).Link(1, 200801, 1).Byte(0).str());
+  // April's link and March's third form a circle; March's second names itself.
+  PutDataFile("200804.xmf", MonthBytes().Long(10003).Link(1, 200803, 3).Byte(0).str());
+
+  // March's first link names February's link, or January's appointment.
+  const auto march_through = [&](int32_t destinationFile) {
+    PutDataFile("200803.xmf", MonthBytes()
+                                  .Long(10003)
+                                  .Link(1, destinationFile, 1)
+                                  .Link(2, 200803, 2)
+                                  .Link(3, 200804, 1)
+                                  .Byte(0)
+                                  .str());
+    core::ResetStartupForTesting();
+    CalendarPtr calendar = StartCalendar();
+    const AppointmentPtr series = calendar->GetAppointment(200801, 1);
+    const AppointmentsPtr march = calendar->AllAppointmentsInPeriod(
+        *DateTimeNormal::New(DateFromParts(2008, 3, 1), DateFromParts(2008, 4, 1)));
+    // Without parts, of two links to one appointment the earlier goes.
+    const AppointmentsPtr single = calendar->AllAppointmentsInPeriod(
+        *DateTimeNormal::New(DateFromParts(2008, 2, 1), DateFromParts(2008, 5, 1)),
+        {.SeperateSerials = false, .RemoveDoubles = true});
+    std::ostringstream seen;
+    seen << "March:";
+    for (const AppointmentPtr& a : *march) {
+      seen << ' ' << a->AppointmentType() << '/' << DayOf(a->DateTime()->StartDateTime())
+           << (a->Series() && a->Series()->Target() == series ? "" : " elsewhere");
+    }
+    seen << "; without doubles:";
+    for (const AppointmentPtr& a : *single)
+      seen << ' ' << a->OutsideFile() << ' ' << a->Title();
+    seen << "; " << Entries(calendar->GetMonthFile(MonthRef{.FileLong = 200803})) << "; "
+         << Entries(calendar->GetMonthFile(MonthRef{.FileLong = 200804}));
+    return seen.str();
+  };
+  const std::string chained = march_through(200802);
+  EXPECT_EQ(chained,
+            "March: 3/3 3/10 3/17 3/24; without doubles: 200803 weekly; "
+            "1@200803 -> 200801/1 bound, 2@200803 -> 200803/2, 3@200803 -> 200804/1; "
+            "1@200804 -> 200803/3");
+  EXPECT_EQ(march_through(200801), chained);
+}
+
+TEST_F(MonthCacheTest, APeriodThatFailsToAnswerReachesNoMonthMadeLater) {
+  // A period that raises is left out of a month made in memory; the month is
+  // made with the links of the others.
+  class Failing : public FakeSeries {
+   public:
+    Failing() : FakeSeries({}) {}
+    bool OverLapsWith(const DateTimeNormal&, const OverlapOptions&) override {
+      throw Error(ErrorNumber::kDivisionByZero);
+    }
+  };
+  CalendarPtr calendar = StartWithApril();
+  calendar->GetAppointment(200804, 1)->SetDateTime(std::make_shared<Failing>());
+  EXPECT_EQ(Entries(calendar->GetMonthFile(June())), "1@200806 -> 200804/4");
 }
 
 TEST_F(MonthCacheTest, SaveWritesChangedFilesInCacheOrderAndReleaseSaves) {

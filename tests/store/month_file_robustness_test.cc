@@ -3,27 +3,15 @@
 // as they were written.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
 #include <random>
 
 #include "orncalendar/orncalendar.h"
 #include "store/month_file_format.h"
 #include "support/month_bytes.h"
 
-// The largest single allocation since the last reset. This test program
-// replaces the global allocation functions to watch them.
-namespace {
-size_t g_largest_allocation = 0;
-}  // namespace
-
-void* operator new(size_t size) {
-  if (size > g_largest_allocation) g_largest_allocation = size;
-  if (void* p = std::malloc(size ? size : 1)) return p;
-  throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, size_t) noexcept { std::free(p); }
+// The largest single allocation since the last reset, kept by the global
+// allocation functions this test program replaces (allocation_watch.cc).
+extern size_t g_largest_allocation;
 
 namespace orncal {
 namespace {

@@ -1,0 +1,39 @@
+# The examples' smoke test: add_appointments, this_week and poll_reminders on
+# a fresh application-data folder DATA; each must end with status 0 and print
+# the lines expected of it. EMULATOR runs the programs of a cross build.
+file(REMOVE_RECURSE "${DATA}")
+file(MAKE_DIRECTORY "${DATA}")
+
+function(run_example output)
+  execute_process(COMMAND ${EMULATOR} ${ARGN}
+    RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  string(JOIN " " command ${ARGN})
+  message("${command}\n${out}${err}")
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${command} ended with ${status}")
+  endif()
+  set(${output} "${out}" PARENT_SCOPE)
+endfunction()
+
+function(expect text pattern times)
+  string(REGEX MATCHALL "${pattern}" found "${text}")
+  list(LENGTH found count)
+  if(NOT count EQUAL times)
+    message(FATAL_ERROR "expected ${times} line(s) matching '${pattern}', found ${count}")
+  endif()
+endfunction()
+
+run_example(added "${ADD}" "${DATA}")
+expect("${added}" "added: (Project review|Team offsite|Standup), [A-Z][a-z][a-z] [0-9.]+ [0-9:]+ \\(stored as [0-9]+/[0-9]+\\)" 3)
+expect("${added}" "saved" 1)
+
+# Every working day of this week has its standup; today has the review and
+# the offsite.
+run_example(week "${WEEK}" "${DATA}")
+expect("${week}" "This week, Mon [0-9.]+ to Sun [0-9.]+:" 1)
+expect("${week}" "(Mon|Tue|Wed|Thu|Fri) [0-9.]+ 09:00-09:15  Standup" 5)
+expect("${week}" "[A-Z][a-z][a-z] [0-9.]+ 14:00-15:00  Project review" 1)
+expect("${week}" "[A-Z][a-z][a-z] [0-9.]+ all day      Team offsite \\(to [A-Z][a-z][a-z] [0-9.]+\\)" 1)
+
+run_example(polled "${POLL}" --demo --every 2 --once "${DATA}")
+expect("${polled}" "reminder: Coffee, starts " 1)
