@@ -148,6 +148,10 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
   // times.
   void Release();
 
+  // Shows the library's name, version and the data folder in a plain
+  // message.
+  void ShowAbout() const;
+
   // The appointment numbered ID in the month file of FileLong `File`, or
   // nullptr. A month without a file is made in memory (with its links).
   // Never raises.

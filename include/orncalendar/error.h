@@ -11,10 +11,19 @@ namespace orncal {
 enum class ErrorNumber : int32_t {
   kInvalidProcedureCall = 5,
   kOverflow = 6,
+  kOutOfMemory = 7,
   kSubscriptOutOfRange = 9,
   kDivisionByZero = 11,
   kTypeMismatch = 13,
+  kInternalError = 51,
   kObjectNotSet = 91,
+  // The late-bound calls of the automation layer (src/api).
+  kObjectRequired = 424,
+  kCannotCreateObject = 429,
+  kUnknownMember = 438,
+  kNamedArgumentNotFound = 448,
+  kArgumentNotOptional = 449,
+  kWrongArgumentCount = 450,
   kDuplicateKey = 457,
 };
 

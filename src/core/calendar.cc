@@ -118,4 +118,8 @@ void Calendar::Release() {
   }
 }
 
+void Calendar::ShowAbout() const {
+  ShowMessage(std::string(kMessageCaption) + " " + ORNCAL_VERSION + "\r\n" + Path());
+}
+
 }  // namespace orncal
