@@ -1,7 +1,7 @@
 # The two commands of the README, and a few more.
 #   make test   install what is missing, build, run every test (native, the
-#               Release build and the installed package, then the Windows
-#               build under Wine)
+#               Python package and the installed package in the Release
+#               build, then the Windows build under Wine)
 #   make run    the main job: this week's appointments on the default data
 #               folder (orncal list, Monday 00:00 to the next Monday 00:00)
 #   make install PREFIX=...   install the build of `make build`
@@ -33,11 +33,14 @@ test-native: deps
 	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
 
 # The Release build with its tests is compiled (they run under the
-# sanitizers above); then it is installed into a temporary prefix and an
-# example is built against the installed package (scripts/test-package.sh).
+# sanitizers above); the Python package, which a sanitized build cannot
+# load, is tested here (ctest -L python); then the build is installed into a
+# temporary prefix and an example is built against the installed package
+# (scripts/test-package.sh).
 test-release: deps
 	@$(CONFIGURE) -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
 	@cmake --build $(RELEASE_BUILD) -j $(JOBS)
+	@cd $(RELEASE_BUILD) && ctest -L python --output-on-failure
 	@./scripts/test-package.sh $(RELEASE_BUILD)
 
 # The Windows build, cross-compiled and run under Wine (scripts/test-windows.sh).

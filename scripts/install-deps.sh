@@ -4,7 +4,8 @@
 set -euo pipefail
 
 native=(build-essential cmake ninja-build googletest libgtest-dev libgmock-dev
-        libbenchmark-dev libcli11-dev nlohmann-json3-dev clang-format pkgconf)
+        libbenchmark-dev libcli11-dev nlohmann-json3-dev clang-format pkgconf
+        python3-dev pybind11-dev python3-pytest)
 windows=(g++-mingw-w64-x86-64-posix wine wine64 wine64-tools)
 bench=(libbenchmark-dev libical-dev pkgconf)
 

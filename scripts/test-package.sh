@@ -53,3 +53,22 @@ g++ -std=c++20 -Wall -Wextra -Werror examples/add_appointments.cc \
   $(pkg-config --cflags --libs orncalendar) -o "$work/pkg-config/add_appointments"
 LD_LIBRARY_PATH=$libdir run "$work/pkg-config/add_appointments" pkg-config
 echo "package: pkg-config, shared library: built and ran"
+
+# The Python package, imported from the prefix alone.
+[ -d "$prefix/lib/python3/dist-packages/orncalendar" ] ||
+  { echo "python: the package was not installed" >&2; exit 1; }
+PYTHONPATH=$prefix/lib/python3/dist-packages /usr/bin/python3 - "$work/data-python" <<'PY' ||
+import datetime, sys
+import orncalendar
+orncalendar.UseApplicationDataFolder(sys.argv[1])
+calendar = orncalendar.Calendar()
+entry = calendar.Appointment(datetime.datetime(2008, 5, 14, 9), datetime.datetime(2008, 5, 14, 10))
+entry.Title = "from the prefix"
+entry.NotifyChange()
+calendar.Save()
+assert calendar.GetAppointment(200805, entry.ID).Title == "from the prefix"
+PY
+  { echo "python: the installed package failed" >&2; exit 1; }
+[ -f "$work/data-python/Ornavel/Calendar/files/200805.xmf" ] ||
+  { echo "python: no month file written" >&2; exit 1; }
+echo "package: Python, imported from the prefix: ran"

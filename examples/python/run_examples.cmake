@@ -1,0 +1,34 @@
+# The Python examples' smoke test: the C++ add_appointments fills a fresh
+# application-data folder DATA, then this_week.py and reminders.py must end
+# with status 0 and print what is expected of them.
+file(REMOVE_RECURSE "${DATA}")
+file(MAKE_DIRECTORY "${DATA}")
+set(ENV{PYTHONPATH} "${PYTHONPATH}")
+
+function(run_example output)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  string(JOIN " " command ${ARGN})
+  message("${command}\n${out}${err}")
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${command} ended with ${status}")
+  endif()
+  set(${output} "${out}" PARENT_SCOPE)
+endfunction()
+
+function(expect text pattern times)
+  string(REGEX MATCHALL "${pattern}" found "${text}")
+  list(LENGTH found count)
+  if(NOT count EQUAL times)
+    message(FATAL_ERROR "expected ${times} line(s) matching '${pattern}', found ${count}")
+  endif()
+endfunction()
+
+run_example(added "${ADD}" "${DATA}")
+run_example(week "${PYTHON}" "${EXAMPLES}/this_week.py" "${DATA}")
+expect("${week}" "This week, Mon [0-9.]+ to Sun [0-9.]+:" 1)
+expect("${week}" "(Mon|Tue|Wed|Thu|Fri) [0-9.]+ 09:00-09:15  Standup" 5)
+expect("${week}" "[A-Z][a-z][a-z] [0-9.]+ 14:00-15:00  Project review" 1)
+expect("${week}" "[A-Z][a-z][a-z] [0-9.]+ all day      Team offsite \\(to [A-Z][a-z][a-z] [0-9.]+\\)" 1)
+
+run_example(polled "${PYTHON}" "${EXAMPLES}/reminders.py" --demo --every 2 --once "${DATA}")
+expect("${polled}" "reminder: Coffee, starts " 1)
