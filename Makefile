@@ -76,3 +76,4 @@ bench:
 	@$(CONFIGURE) -B build-bench -DCMAKE_BUILD_TYPE=Release -DORNCAL_BUILD_TESTS=OFF -DORNCAL_BUILD_BENCH=ON >/dev/null
 	@cmake --build build-bench -j $(JOBS)
 	@for b in build-bench/bench/*_bench; do [ -x "$$b" ] && "$$b" || exit 1; done
+	@PYTHONPATH=build-bench/python /usr/bin/python3 bench/python_month_view.py build-bench

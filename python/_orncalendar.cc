@@ -116,32 +116,98 @@ extern PyTypeObject DispatchType;
 extern PyTypeObject MemberType;
 extern PyTypeObject EnumeratorType;
 
-// The Python object of every object that has one alive.
-std::unordered_map<const void*, PyDispatch*>& Live() {
-  static auto* live = new std::unordered_map<const void*, PyDispatch*>();
+// The Python object of every object that has one alive, by the identity
+// of the object: open addressing with linear probing, so that the objects
+// of a walk come and go without an allocation each.
+class LiveObjects {
+ public:
+  PyDispatch* Find(const void* key) const {
+    if (slots_.empty()) return nullptr;
+    for (size_t i = Home(key);; i = (i + 1) & Mask()) {
+      if (!slots_[i].object) return nullptr;
+      if (slots_[i].key == key) return slots_[i].object;
+    }
+  }
+  void Insert(const void* key, PyDispatch* object) {
+    if ((count_ + 1) * 2 > slots_.size()) Grow();
+    size_t i = Home(key);
+    while (slots_[i].object)
+      i = (i + 1) & Mask();
+    slots_[i] = {key, object};
+    ++count_;
+  }
+  // Forgets the object, if it is the one kept for its key.
+  void Erase(const void* key, const PyDispatch* object) {
+    if (slots_.empty()) return;
+    size_t i = Home(key);
+    for (; slots_[i].object; i = (i + 1) & Mask()) {
+      if (slots_[i].key == key) break;
+    }
+    if (slots_[i].object != object) return;
+    slots_[i] = {};
+    --count_;
+    // Moves back the entries behind it that would no longer be found.
+    for (size_t j = (i + 1) & Mask(); slots_[j].object; j = (j + 1) & Mask()) {
+      const size_t home = Home(slots_[j].key);
+      const bool reachable = i <= j ? (home > i && home <= j) : (home > i || home <= j);
+      if (reachable) continue;
+      slots_[i] = slots_[j];
+      slots_[j] = {};
+      i = j;
+    }
+  }
+
+ private:
+  struct Slot {
+    const void* key = nullptr;
+    PyDispatch* object = nullptr;
+  };
+  size_t Mask() const { return slots_.size() - 1; }
+  size_t Home(const void* key) const {
+    uint64_t h = reinterpret_cast<uintptr_t>(key);
+    h ^= h >> 29;
+    h *= 0x9E3779B97F4A7C15ull;
+    return static_cast<size_t>(h >> 32) & Mask();
+  }
+  void Grow() {
+    std::vector<Slot> old = std::move(slots_);
+    slots_.assign(old.empty() ? 256 : old.size() * 2, Slot{});
+    count_ = 0;
+    for (const Slot& s : old) {
+      if (s.object) Insert(s.key, s.object);
+    }
+  }
+  std::vector<Slot> slots_;
+  size_t count_ = 0;
+};
+
+LiveObjects& Live() {
+  static auto* live = new LiveObjects();
   return *live;
 }
 
 PyObject* NamesOf(const ClassTable* table) {
-  static auto* caches = new std::unordered_map<const ClassTable*, PyObject*>();
-  PyObject*& names = (*caches)[table];
-  if (!names) names = PyDict_New();
-  return names;
+  // A few dozen classes at most: a short walk.
+  static auto* caches = new std::vector<std::pair<const ClassTable*, PyObject*>>();
+  for (const auto& [t, names] : *caches) {
+    if (t == table) return names;
+  }
+  caches->emplace_back(table, PyDict_New());
+  return caches->back().second;
 }
 
 PyObject* PyWrap(DispatchPtr dispatch) {
   if (!dispatch) Py_RETURN_NONE;
   const void* identity = dispatch->Identity();
-  auto it = Live().find(identity);
-  if (it != Live().end()) {
-    Py_INCREF(it->second);
-    return reinterpret_cast<PyObject*>(it->second);
+  if (PyDispatch* known = Live().Find(identity)) {
+    Py_INCREF(known);
+    return reinterpret_cast<PyObject*>(known);
   }
   PyDispatch* self = PyObject_New(PyDispatch, &DispatchType);
   if (!self) return nullptr;
   new (&self->dispatch) DispatchPtr(std::move(dispatch));
   self->names = self->dispatch->Table() ? NamesOf(self->dispatch->Table()) : nullptr;
-  Live().emplace(identity, self);
+  Live().Insert(identity, self);
   return reinterpret_cast<PyObject*>(self);
 }
 
@@ -298,7 +364,7 @@ PyObject* Invoke(PyDispatch* self, const BoundMember& member, uint16_t kind, PyO
       [&]() -> PyObject* {
         std::vector<Variant> positional;
         const Py_ssize_t count = args ? PyTuple_GET_SIZE(args) : 0;
-        positional.reserve(static_cast<size_t>(count) + 1);
+        if (count > 0 || value) positional.reserve(static_cast<size_t>(count) + 1);
         for (Py_ssize_t i = 0; i < count; ++i)
           positional.push_back(FromPython(PyTuple_GET_ITEM(args, i)));
         std::vector<NamedArgument> named;
@@ -350,8 +416,7 @@ PyObject* Put(PyDispatch* self, const BoundMember& member, PyObject* args, PyObj
 
 void DispatchDealloc(PyObject* o) {
   auto* self = reinterpret_cast<PyDispatch*>(o);
-  auto it = Live().find(self->dispatch->Identity());
-  if (it != Live().end() && it->second == self) Live().erase(it);
+  Live().Erase(self->dispatch->Identity(), self);
   self->dispatch.~DispatchPtr();
   PyObject_Free(o);
 }
@@ -366,6 +431,12 @@ PyObject* DispatchGetAttr(PyObject* o, PyObject* name) {
   if (!member) {
     if (PyErr_Occurred()) return nullptr;
     return RaiseError(orncal::Error(orncal::ErrorNumber::kUnknownMember), NameOf(name));
+  }
+  if (member->get && member->info->args.empty()) {
+    // The common case, kept short: a property read.
+    return Call(
+        [&] { return ToPython(self->dispatch->Invoke(member->dispid, kInvokePropertyGet)); },
+        member->info->name);
   }
   if (member->get && member->RequiredArgs() == 0) {
     return Invoke(self, *member, kInvokePropertyGet, nullptr, nullptr);

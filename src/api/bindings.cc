@@ -5,7 +5,7 @@
 #include "api/bindings.h"
 
 #include <map>
-#include <unordered_map>
+#include <typeinfo>
 
 namespace orncal::api {
 namespace {
@@ -489,65 +489,69 @@ std::vector<Binding> Joined(std::span<const Binding> a, std::span<const Binding>
   return all;
 }
 
-const ClassTable& Table(std::string_view name, std::span<const Binding> bindings) {
-  // Made once per class; the map never moves its entries.
-  static std::unordered_map<std::string_view, ClassTable> tables;
-  auto it = tables.find(name);
-  if (it == tables.end()) it = tables.try_emplace(name, *FindClass(name), bindings).first;
-  return it->second;
-}
-
 template <class O, class Model>
-DispatchPtr Make(const std::shared_ptr<Model>& object, std::string_view class_name,
-                 std::span<const Binding> bindings) {
+DispatchPtr Make(const std::shared_ptr<Model>& object, const ClassTable& table) {
   if (!object) return nullptr;
-  return std::make_shared<O>(object, Table(class_name, bindings));
+  return std::make_shared<O>(object, table);
 }
 
 }  // namespace
 
 DispatchPtr Wrap(const std::shared_ptr<CalendarMain>& object) {
-  return Make<Adapter<CalendarMain>>(object, "CalendarMain", kCalendarMain);
+  static const ClassTable table(*FindClass("CalendarMain"), kCalendarMain);
+  return Make<Adapter<CalendarMain>>(object, table);
 }
 DispatchPtr Wrap(const CalendarPtr& object) {
-  return Make<Adapter<C>>(object, "Calendar", kCalendar);
+  static const ClassTable table(*FindClass("Calendar"), kCalendar);
+  return Make<Adapter<C>>(object, table);
 }
-DispatchPtr Wrap(const FilePtr& object) { return Make<Adapter<F>>(object, "File", kFile); }
+DispatchPtr Wrap(const FilePtr& object) {
+  static const ClassTable table(*FindClass("File"), kFile);
+  return Make<Adapter<F>>(object, table);
+}
 DispatchPtr Wrap(const AppointmentPtr& object) {
-  static const std::vector<Binding> real = Joined(kAppointment, kAppointmentReal);
-  static const std::vector<Binding> link = Joined(kAppointment, kAppointmentLink);
-  // By the object's type: the bare implementation would answer
-  // AppointmentType with a message.
-  if (dynamic_cast<AppointmentReal*>(object.get())) {
-    return Make<Adapter<A>>(object, "AppointmentReal", real);
-  }
-  if (dynamic_cast<AppointmentLink*>(object.get())) {
-    return Make<Adapter<A>>(object, "AppointmentLink", link);
-  }
-  return Make<Adapter<A>>(object, "Appointment", kAppointment);
+  static const ClassTable real(*FindClass("AppointmentReal"),
+                               Joined(kAppointment, kAppointmentReal));
+  static const ClassTable link(*FindClass("AppointmentLink"),
+                               Joined(kAppointment, kAppointmentLink));
+  static const ClassTable bare(*FindClass("Appointment"), kAppointment);
+  if (!object) return nullptr;
+  // By the object's own type (the bare implementation would answer
+  // AppointmentType with a message).
+  const std::type_info& type = typeid(*object);
+  return Make<Adapter<A>>(object, type == typeid(AppointmentReal)   ? real
+                                  : type == typeid(AppointmentLink) ? link
+                                                                    : bare);
 }
 DispatchPtr Wrap(const AppointmentsPtr& object) {
-  return Make<Adapter<As>>(object, "Appointments", kAppointments);
+  static const ClassTable table(*FindClass("Appointments"), kAppointments);
+  return Make<Adapter<As>>(object, table);
 }
 DispatchPtr Wrap(const DateTimePtr& object) {
-  static const std::vector<Binding> serial = Joined(kDateTime, kDateTimeSerial);
-  if (dynamic_cast<DateTimeNormal*>(object.get())) {
-    return Make<Adapter<Dt>>(object, "DateTimeNormal", kDateTime);
-  }
-  if (dynamic_cast<DateTimeSerial*>(object.get())) {
-    return Make<Adapter<Dt>>(object, "DateTimeSerial", serial);
-  }
-  return Make<Adapter<Dt>>(object, "DateTime", kDateTime);
+  static const ClassTable normal(*FindClass("DateTimeNormal"), kDateTime);
+  static const ClassTable serial(*FindClass("DateTimeSerial"), Joined(kDateTime, kDateTimeSerial));
+  static const ClassTable bare(*FindClass("DateTime"), kDateTime);
+  if (!object) return nullptr;
+  const std::type_info& type = typeid(*object);
+  return Make<Adapter<Dt>>(object, type == typeid(DateTimeNormal)   ? normal
+                                   : type == typeid(DateTimeSerial) ? serial
+                                                                    : bare);
 }
-DispatchPtr Wrap(const TaskPtr& object) { return Make<Adapter<T>>(object, "Task", kTask); }
+DispatchPtr Wrap(const TaskPtr& object) {
+  static const ClassTable table(*FindClass("Task"), kTask);
+  return Make<Adapter<T>>(object, table);
+}
 DispatchPtr Wrap(const CategoriesPtr& object) {
-  return Make<Adapter<Cs>>(object, "Categories", kCategories);
+  static const ClassTable table(*FindClass("Categories"), kCategories);
+  return Make<Adapter<Cs>>(object, table);
 }
 DispatchPtr Wrap(const SpecialRemindTimePtr& object) {
-  return Make<Adapter<R>>(object, "SpecialRemindTime", kSpecialRemindTime);
+  static const ClassTable table(*FindClass("SpecialRemindTime"), kSpecialRemindTime);
+  return Make<Adapter<R>>(object, table);
 }
 DispatchPtr Wrap(const NotificatorPtr& object) {
-  return Make<NotificatorAdapter>(object, "Notificator", kNotificator);
+  static const ClassTable table(*FindClass("Notificator"), kNotificator);
+  return Make<NotificatorAdapter>(object, table);
 }
 
 }  // namespace orncal::api

@@ -123,13 +123,18 @@ ClassTable::ClassTable(const ClassInfo& info, std::span<const Binding> bindings)
   for (size_t b = 0; b < bindings.size(); ++b) {
     if (!used[b]) unused_bindings_.push_back(std::string(bindings[b].name) + " (binding)");
   }
+  // Identifiers are small: a direct look-up.
+  for (size_t i = 0; i < members_.size(); ++i) {
+    const auto slot = static_cast<size_t>(static_cast<int64_t>(members_[i].dispid) - kLowestId);
+    if (slot >= by_id_.size()) by_id_.resize(slot + 1);
+    by_id_[slot] = static_cast<uint8_t>(i + 1);
+  }
 }
 
 const BoundMember* ClassTable::Find(DispId id) const {
-  for (const BoundMember& m : members_) {
-    if (m.dispid == id) return &m;
-  }
-  return nullptr;
+  const auto slot = static_cast<size_t>(static_cast<int64_t>(id) - kLowestId);
+  if (slot >= by_id_.size() || by_id_[slot] == 0) return nullptr;
+  return &members_[by_id_[slot] - 1];
 }
 
 const BoundMember* ClassTable::FindName(std::string_view name) const {
@@ -208,8 +213,17 @@ Variant ClassTable::Invoke(Dispatch& self, DispId id, uint16_t kind, std::span<V
   }
   const size_t count = info.args.size();
   if (args.size() > count || count > kMaxArgs) throw Error(ErrorNumber::kWrongArgumentCount);
+  if (count == 0) {
+    // The common case: a property read or a method without arguments.
+    if (!named.empty()) throw Error(ErrorNumber::kNamedArgumentNotFound);
+    Arguments none({}, &value);
+    Variant result = Run(function, self, none);
+    if (put || info.type.kind == TypeKind::kVoid) return {};
+    result.ConvertTo(info.type.kind);
+    return result;
+  }
 
-  std::array<Variant, kMaxArgs> slots;
+  std::vector<Variant> slots(count);
   std::array<Variant*, kMaxArgs> origin{};
   for (size_t i = 0; i < args.size(); ++i)
     origin[i] = &args[i];
@@ -231,7 +245,7 @@ Variant ClassTable::Invoke(Dispatch& self, DispId id, uint16_t kind, std::span<V
     }
   }
 
-  Arguments arguments(std::span(slots.data(), count), &value);
+  Arguments arguments(slots, &value);
   Variant result = Run(function, self, arguments);
   for (size_t i = 0; i < count; ++i) {
     if (info.args[i].Out() && origin[i]) *origin[i] = std::move(slots[i]);

@@ -145,6 +145,9 @@ class ClassTable {
   std::vector<BoundMember> members_;
   // Members by lower-case name.
   std::vector<std::pair<std::string, size_t>> names_;
+  // Member index + 1 by dispatch identifier - kLowestId (0 for none).
+  static constexpr DispId kLowestId = kDispIdNewEnum;
+  std::vector<uint8_t> by_id_;
   std::vector<std::string> unused_bindings_;
 };
 
