@@ -7,7 +7,7 @@ native=(build-essential cmake ninja-build googletest libgtest-dev libgmock-dev
         libbenchmark-dev libcli11-dev nlohmann-json3-dev clang-format pkgconf
         python3-dev pybind11-dev python3-pytest)
 windows=(g++-mingw-w64-x86-64-posix wine wine64 wine64-tools)
-bench=(libbenchmark-dev libical-dev pkgconf)
+bench=(libbenchmark-dev libical-dev pkgconf python3-dev pybind11-dev)
 
 case "${1:-native}" in
   native) want=("${native[@]}") ;;
