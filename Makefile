@@ -2,14 +2,15 @@
 #   make test   install what is missing, build, run every test (native, the
 #               Release build and the installed package, then the Windows
 #               build under Wine)
-#   make run    the main job: this week's appointments on the default data
-#               folder (orncal list, Monday 00:00 to the next Monday 00:00)
+#   make run    the main job: a demo calendar (made once, in build/demo-home),
+#               its agenda and this month's grid
 #   make install PREFIX=...   install the build of `make build`
 SHELL := /bin/bash
 BUILD ?= build
 ASAN_BUILD ?= build-asan
 RELEASE_BUILD ?= build-release
 WINDOWS_BUILD ?= build-windows
+DEMO_HOME ?= $(BUILD)/demo-home
 JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 # The project's own builds treat every warning as an error.
@@ -55,11 +56,13 @@ test: test-native
 install: build
 	@cmake --install $(BUILD) --prefix "$(PREFIX)"
 
+# The demo calendar is made at the first run and kept; delete $(DEMO_HOME)
+# for a new one around the day it is made.
 run: build
-	@monday=$$(date -d "-$$(( $$(date +%u) - 1 )) days" +%F) && \
-	  next=$$(date -d "$$monday 7 days" +%F) && \
-	  echo "This week, $$monday to $$next:" && \
-	  ./$(BUILD)/tools/orncal/orncal list --from "$$monday" --to "$$next"
+	@orncal=./$(BUILD)/tools/orncal/orncal && \
+	  { [ -e "$(DEMO_HOME)" ] || $$orncal --data-home "$(DEMO_HOME)" demo; } && \
+	  echo && $$orncal --data-home "$(DEMO_HOME)" agenda && \
+	  echo && $$orncal --data-home "$(DEMO_HOME)" month
 
 format:
 	@git ls-files '*.cc' '*.h' | xargs clang-format -i

@@ -26,6 +26,7 @@ TEST(ParseWhen, DaysAndTimesBecomeExactOleDates) {
       {"1899-12-29T06:00", -1.25},  // as OLE reads dates before day 0
       {"ole:39582.4375", 39582.4375},
       {"ole:-1.25", -1.25},
+      {"ole:-657434.5", -657434.5},  // 1 January 100, 12:00
       // Words count from the clock; a weekday name is the next such day,
       // today itself when it is that day.
       {"now", kNow},

@@ -272,7 +272,7 @@ void Execute(Session& s, const ListCommand& c) {
 
 void Execute(Session& s, const AgendaCommand& c) {
   Calendar& calendar = s.Calendar();
-  const Date from = c.From, to = c.From + c.Days;
+  const Date from = c.From, to = std::min(c.From + c.Days, kMaxDate + 1);
   const std::vector<AppointmentPtr> entries = Entries(calendar, from, to);
   const CollectionPtr<TaskPtr> tasks = TasksDue(calendar, from, to);
   if (!c.Json) return WriteAgendaText(s, from, to, entries, *tasks);
@@ -292,7 +292,9 @@ void Execute(Session& s, const AgendaCommand& c) {
 
 void Execute(Session& s, const MonthCommand& c) {
   const Date first = DateFromParts(c.Year, c.Month, 1);
-  const Date next = DateFromParts(c.Year, c.Month + 1, 1);
+  // (December 9999 is the last month the calendar knows.)
+  const Date next =
+      c.Year == 9999 && c.Month == 12 ? first + 31 : DateFromParts(c.Year, c.Month + 1, 1);
   const int days = static_cast<int>(next - first);
   std::vector<int> counts(days, 0);
   for (const AppointmentPtr& entry : Entries(s.Calendar(), first, next)) {

@@ -71,6 +71,15 @@ std::optional<Date> DayWord(std::string_view word, Date today) {
   return std::nullopt;
 }
 
+// The date when it lies within the days the calendar knows (a negative
+// date's day is its whole part).
+Date Known(Date date, std::string_view text) {
+  if (!(std::trunc(date) >= kMinDate && date < kMaxDate + 1)) {
+    Invalid(text, "outside the days the calendar knows (0100-01-01 to 9999-12-31)");
+  }
+  return date;
+}
+
 // YYYY-MM-DD as a day number.
 Date IsoDay(std::string_view day, std::string_view whole) {
   const int year = Digits(day, 0, 4), month = Digits(day, 5, 2), date = Digits(day, 8, 2);
@@ -94,9 +103,9 @@ When ParseWhen(std::string_view text, Date now) {
         !std::isfinite(value)) {
       Invalid(text, "expected ole: followed by a number");
     }
-    return {value, value != std::trunc(value)};
+    return {Known(value, text), value != std::trunc(value)};
   }
-  if (LowerAscii(text) == "now") return {now, true};
+  if (LowerAscii(text) == "now") return {Known(now, text), true};
   // The day, then the time of day after a space or a "T" (which a digit
   // follows: "2008-05-14T10:30", "tomorrowT9:00").
   size_t split = text.find(' ');
@@ -107,13 +116,13 @@ When ParseWhen(std::string_view text, Date now) {
   const Date today = DayPart(now);
   const std::optional<Date> word = DayWord(day_text, today);
   const Date day = word ? *word : IsoDay(day_text, text);
-  if (split == std::string_view::npos) return {day, false};
+  if (split == std::string_view::npos) return {Known(day, text), false};
   const int seconds = SecondsOfDay(text.substr(split + 1), text);
   if (seconds < 0) Invalid(text, "expected a time of day as H:MM or H:MM:SS after the day");
   // Before 30 December 1899 the day number is negative and the time of day
   // counts away from zero, as OLE dates read.
   const double time = seconds / 86400.0;
-  return {day >= 0 ? day + time : day - time, true};
+  return {Known(day >= 0 ? day + time : day - time, text), true};
 }
 
 Date ParseDay(std::string_view text, Date now) {
