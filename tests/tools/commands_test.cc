@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -235,6 +237,15 @@ TEST_F(Commands, CheckRepairsFromTheNewestCompleteBackup) {
   stamp("200805.xmf.2", 2);
   stamp("200805.xmf.3", 1);
 
+  // Every file of the data folder with its bytes.
+  const auto files = [&] {
+    std::map<std::string, std::string> found;
+    for (const auto& entry : std::filesystem::directory_iterator(DataFolder())) {
+      found[entry.path().filename().string()] = testing::ReadBytes(entry.path().string());
+    }
+    return found;
+  };
+  const auto before = files();
   const Outcome report = Orncal({"check", "--json"});
   EXPECT_EQ(report.status, 1);
   EXPECT_NE(report.err.find("'orncal check --repair' can put back 1"), std::string::npos);
@@ -242,7 +253,7 @@ TEST_F(Commands, CheckRepairsFromTheNewestCompleteBackup) {
   EXPECT_EQ(checked["files"][0]["state"], "unreadable");
   EXPECT_EQ(checked["backups"].size(), 3u);
   EXPECT_EQ(checked["backups"][2]["complete"], false);
-  EXPECT_EQ(testing::ReadBytes(DataFile("200805.xmf")), newer.substr(0, 20));
+  EXPECT_EQ(files(), before);
 
   const Outcome repaired = Orncal({"check", "--repair", "--json"});
   EXPECT_EQ(repaired.status, 0) << repaired.err;

@@ -495,6 +495,41 @@ TEST_F(OrncalProcess, FromTheDemoToATaskDone) {
   EXPECT_NE(check.out.find("tasks.xtf     ok, 2 tasks"), std::string::npos) << check.out;
 }
 
+// The commands the walk above leaves out, each once as a user types it.
+TEST_F(OrncalProcess, EveryOtherCommandOnce) {
+  const std::string series = Ok({"add-series", "Chor", "--mode", "weekday-in-month", "--m", "-1",
+                                 "--weekdays", "thu", "--from", "today", "--until", "2008-12-31",
+                                 "--time", "19:30-21:00", "--category", "Privat"});
+  EXPECT_EQ(series, "200805/1\n");
+  EXPECT_NE(Ok({"show", "200805/1"})
+                .find("series       weekday-in-month, every 1, m -1, on thu, "
+                      "19:30-21:00, from 2008-05-01 until 2008-12-31"),
+            std::string::npos);
+  EXPECT_NE(Ok({"agenda", "--from", "2008-05-29", "--days", "1"}).find("19:30-21:00  Chor"),
+            std::string::npos);
+  const std::string task = Ok({"task", "add", "Noten kaufen", "--due", "friday"});
+  const std::string id = task.substr(0, task.size() - 1);
+  Ok({"task", "edit", id, "--due", "saturday", "--notes", "Bach"});
+  Ok({"task", "remind", id, "friday 9:00"});
+  EXPECT_NE(Ok({"task", "show", id}).find("reminder     2008-05-16 09:00"), std::string::npos);
+  Ok({"task", "remind", id, "off"});
+  const std::string done = Ok({"task", "done", id});
+  const std::string again = Ok({"task", "undo", done.substr(0, done.size() - 1)});
+  Ok({"task", "remove", again.substr(0, again.size() - 1)});
+  EXPECT_EQ(Ok({"task", "list"}), "no open tasks\n");
+  Ok({"special-remind", "add", "200805/1", "2008-05-29T18:00"});
+  Ok({"special-remind", "remove", "200805/1", "2008-05-29T18:00"});
+  EXPECT_EQ(Ok({"special-remind", "list"}), "no extra reminders\n");
+  Ok({"delete", "200805/1"});
+  EXPECT_EQ(Ok({"list", "--from", "2008-05-01", "--to", "2009-01-01"}), "no appointments\n");
+  // A save that did not finish: the old file as the backup, the new one cut
+  // short.
+  std::filesystem::copy_file(DataFile("200805.xmf"), DataFile("200805.xmf.1"));
+  testing::WriteBytes(DataFile("200805.xmf"), "\x13");
+  EXPECT_EQ(RunHere({"check"}).status, 1);
+  EXPECT_NE(Ok({"check", "--repair"}).find("put back from 200805.xmf.1"), std::string::npos);
+}
+
 // Colours and the highlight of today reach a terminal, not a pipe, and not
 // a terminal when NO_COLOR is set.
 TEST_F(OrncalProcess, ColoursOnlyOnATerminal) {
