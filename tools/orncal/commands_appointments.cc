@@ -527,8 +527,8 @@ void Execute(Session& s, const AddCommand& c) {
       {.StartDateTime = start, .EndDateTime = end, .AllDay = c.AllDay, .SaveNow = false});
   Apply(*a, c.Fields);
   a->AfterDateTimeChange();
-  WarnUnstorable(s, c.Fields);
   s.Save();
+  WarnUnstorable(s, c.Fields);
   PrintChanged(s, *a, c.Json);
 }
 
@@ -555,8 +555,8 @@ void Execute(Session& s, const AddSeriesCommand& c) {
   a->SetAllDay(c.AllDay);
   Apply(*a, c.Fields);
   a->AfterDateTimeChange();
-  WarnUnstorable(s, c.Fields);
   s.Save();
+  WarnUnstorable(s, c.Fields);
   PrintChanged(s, *a, c.Json);
 }
 
@@ -574,8 +574,8 @@ void Execute(Session& s, const EditCommand& c) {
   RefuseProtected(*a, calNoEdit, c.Force, "edited");
   Apply(*a, c.Fields);
   a->NotifyChange();
-  WarnUnstorable(s, c.Fields);
   s.Save();
+  WarnUnstorable(s, c.Fields);
   PrintChanged(s, *a, c.Json);
 }
 

@@ -86,8 +86,8 @@ void Execute(Session& s, const CategoryAddCommand& c) {
     throw CommandError("category '" + c.Name + "' exists already");
   }
   categories.Add(c.Name, {.Color = c.Color});
-  s.WarnUnstorable({{"name", c.Name}});
   s.SaveCategories();
+  s.WarnUnstorable({{"name", c.Name}});
 }
 
 void Execute(Session& s, const CategoryListCommand& c) {

@@ -298,9 +298,9 @@ void Execute(Session& s, const TaskAddCommand& c) {
   // The first NotifyChange puts it into the list with a new ID.
   task->NotifyChange();
   if (c.Remind) task->SetRemindAt(c.Remind->Value);
+  s.Save();
   s.WarnUnstorable(
       {{"title", c.Title}, {"notes", c.Notes.value_or("")}, {"project", c.Project.value_or("")}});
-  s.Save();
   PrintTask(s, *task, c.Json);
 }
 
@@ -364,10 +364,10 @@ void Execute(Session& s, const TaskEditCommand& c) {
     task->SetDateTime(DateTimeNormal::New(start, due));
   }
   task->NotifyChange();
+  s.Save();
   s.WarnUnstorable({{"title", c.Title.value_or("")},
                     {"notes", c.Notes.value_or("")},
                     {"project", c.Project.value_or("")}});
-  s.Save();
   PrintTask(s, *task, c.Json);
 }
 
