@@ -5,6 +5,7 @@
 #   make run    the main job: this week's appointments on the default data
 #               folder (orncal list, Monday 00:00 to the next Monday 00:00)
 #   make install PREFIX=...   install the build of `make build`
+#   make soak   the long soak of change propagation between processes
 SHELL := /bin/bash
 BUILD ?= build
 ASAN_BUILD ?= build-asan
@@ -15,7 +16,7 @@ PREFIX ?= /usr/local
 # The project's own builds treat every warning as an error.
 CONFIGURE = cmake -S . -G Ninja -DORNCAL_WARNINGS_AS_ERRORS=ON
 
-.PHONY: all deps build install test test-native test-release test-windows run format bench clean
+.PHONY: all deps build install test test-native test-release test-windows soak run format bench clean
 
 all: build
 
@@ -30,7 +31,7 @@ build: deps
 test-native: deps
 	@$(CONFIGURE) -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DORNCAL_SANITIZE=ON >/dev/null
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
-	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
+	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS) -LE soak
 
 # The Release build with its tests is compiled (they run under the
 # sanitizers above); then it is installed into a temporary prefix and an
@@ -49,6 +50,14 @@ test-windows:
 test: test-native
 	@$(MAKE) --no-print-directory test-release
 	@$(MAKE) --no-print-directory test-windows
+
+# The long soak of change propagation (4 processes x 500 random changes on
+# one data folder; ORNCAL_SOAK_SEED picks another interleaving), in the
+# sanitizer build.
+soak: deps
+	@$(CONFIGURE) -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DORNCAL_SANITIZE=ON >/dev/null
+	@cmake --build $(ASAN_BUILD) -j $(JOBS) --target soak_tests
+	@cd $(ASAN_BUILD) && ctest --output-on-failure -L soak
 
 # Headers, libraries, the CMake package, orncalendar.pc and the tools under
 # PREFIX (sudo may be needed for the default /usr/local).

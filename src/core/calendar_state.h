@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 
 #include "core/notifier.h"
@@ -38,6 +39,9 @@ struct Calendar::State {
   // SpRmdTim.ini could not be read to its end: the next write keeps it as
   // the backup.
   bool special_load_failed = false;
+  // SpRmdTim.ini was read once: before that, this process has nothing of
+  // its own to write into it.
+  bool special_loaded = false;
 
   // The task list (nullptr until it is loaded), whether it must be
   // written, and whether its load failed (its file then holds more than the
@@ -45,6 +49,9 @@ struct Calendar::State {
   CollectionPtr<TaskPtr> tasks;
   bool tasks_changed = false;
   bool tasks_load_failed = false;
+  // The list is being read (it stands empty meanwhile): other processes'
+  // messages about tasks leave it alone.
+  bool tasks_loading = false;
 
   // Made at the first call of Categories().
   CategoriesPtr categories;
@@ -53,6 +60,11 @@ struct Calendar::State {
 
   int32_t client_count = 0;
   std::shared_ptr<core::NotifierServer> notifier;
+  // What this process itself changed and has not seen written since: the
+  // months (by FileLong) and the task list. Changes that came from other
+  // processes are not counted, as those processes hold them too.
+  std::set<int32_t> own_changes;
+  bool own_task_changes = false;
 
   // The notifier link; a calendar that was never initialised has none, and
   // a message sent through it fails with error 91.

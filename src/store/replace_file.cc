@@ -12,6 +12,8 @@ std::string FreeBackupName(platform::FileSystem& fs, const std::string& path) {
 }
 
 bool ReplaceFile(const std::string& path, std::string_view bytes, const ReplaceOptions& options) {
+  // No other process reads the file while it is away or half written.
+  const platform::FolderLock writing(path, true);
   platform::FileSystem& fs = platform::Fs();
   std::string backup;
   if (fs.Exists(path)) {
