@@ -3,9 +3,12 @@
 // on it.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include "core/notifier.h"
 #include "core/reach_index.h"
@@ -65,6 +68,14 @@ struct Calendar::State {
   // processes are not counted, as those processes hold them too.
   std::set<int32_t> own_changes;
   bool own_task_changes = false;
+  // The real appointments this process filed itself (FileLong, number), as
+  // long as they stand there: another process's appointment under one of
+  // these numbers is not the same.
+  std::set<std::pair<int32_t, int32_t>> own_filed;
+  // Appointments of other processes filed here under another number than
+  // theirs: (instance, FileLong, their number) -> the number here, so that
+  // what they send about it later reaches it.
+  std::map<std::tuple<int32_t, int32_t, int32_t>, int32_t> renumbered;
 
   // The notifier link; a calendar that was never initialised has none, and
   // a message sent through it fails with error 91.

@@ -345,6 +345,7 @@ void Calendar::DetachAppointment(const AppointmentPtr& appointment, bool Remote)
       file->SetReservedID(entry->OutsideID());
       file->SetChanged(true);
       if (!Remote) s.own_changes.insert(listed);
+      s.own_filed.erase({listed, entry->OutsideID()});
     }
   }
   if (!Remote) s.Notifier().NotifyDoDelete(core::InstanceID(), *appointment, s.path);
@@ -359,6 +360,9 @@ void Calendar::AttachAppointment(AppointmentPtr& appointment, bool Remote) {
 
   AppointmentPtr stored = appointment;
   AppointmentRealPtr held = Remote ? HeldUnderItsNumber(*home, home_list, *appointment) : nullptr;
+  // One this process filed itself is another appointment: both processes
+  // gave the number at the same time.
+  if (held && s.own_filed.count({home->FileLong(), held->ID()})) held = nullptr;
   if (held) {
     // Brought up to date rather than filed twice.
     held->CopyFrom(*appointment);
@@ -379,7 +383,8 @@ void Calendar::AttachAppointment(AppointmentPtr& appointment, bool Remote) {
     }
     int32_t id;
     const int32_t theirs = appointment->ID();
-    if (Remote && theirs > 0 && home->FileLong() == appointment->File()) {
+    if (Remote && theirs > 0 && home->FileLong() == appointment->File() &&
+        !s.own_filed.count({home->FileLong(), theirs})) {
       // Filed under the number the other process gave it. Links carry no
       // number anyone refers to, and months made in memory number theirs
       // each in their own order: a link in the way moves aside.
@@ -392,10 +397,11 @@ void Calendar::AttachAppointment(AppointmentPtr& appointment, bool Remote) {
       if (home->ReservedID() == theirs) home->SetReservedID(0);
       id = theirs;
     } else {
-      id = home->GetEmptyID();
-      // The other process filed it elsewhere or without a number: the two
+      id = Remote ? FreeForRemote(*home, home_list) : home->GetEmptyID();
+      // The other process numbered it otherwise than this one can: the two
       // disagree about the numbering.
       if (Remote && id != theirs) ShowMessage("UNSTIMMIGKEIT!!!");
+      if (!Remote) s.own_filed.insert({home->FileLong(), id});
     }
     real->SetID(id);
     real->SetFile(home->FileLong());

@@ -37,6 +37,15 @@ void RaiseTasksChange(Calendar& calendar) {
   if (NotificatorPtr events = calendar.Notificator()) events->RaiseTasksChange();
 }
 
+// An appointment of another process that is filed here under another
+// number takes that number.
+void Translate(Calendar::State& s, const protocol::Message& m, bool forget) {
+  const auto it = s.renumbered.find({m.instance, m.file_long, m.appointment->ID()});
+  if (it == s.renumbered.end()) return;
+  m.appointment->SetID(it->second);
+  if (forget) s.renumbered.erase(it);
+}
+
 // The other process changed an appointment in place: its data, Project
 // included, replaces this process's copy.
 void ApplyChange(Calendar& calendar, const protocol::Message& m) {
@@ -87,6 +96,7 @@ bool Receive(Calendar& calendar, const protocol::Message& m) {
       break;
     case Kind::kDoChange:
       try {
+        Translate(s, m, false);
         ApplyChange(calendar, m);
       } catch (const std::exception&) {
       }
@@ -100,6 +110,7 @@ bool Receive(Calendar& calendar, const protocol::Message& m) {
       }
       break;
     case Kind::kDoDelete:
+      Translate(s, m, true);
       calendar.DetachAppointment(m.appointment, true);
       break;
     case Kind::kDoDeleteTask:
@@ -111,7 +122,11 @@ bool Receive(Calendar& calendar, const protocol::Message& m) {
       break;
     case Kind::kDoWrite: {
       AppointmentPtr appointment = m.appointment;
+      const int32_t theirs = appointment->ID();
       calendar.AttachAppointment(appointment, true);
+      if (appointment->File() == m.file_long && appointment->ID() != theirs) {
+        s.renumbered[{m.instance, m.file_long, theirs}] = appointment->ID();
+      }
       break;
     }
     case Kind::kNewLoaded:
@@ -160,6 +175,8 @@ void CatchUp(Calendar& calendar) {
     file->SetLinksResolved(false);
   }
   s.files = kept;
+  std::erase_if(s.own_filed,
+                [&](const auto& filed) { return !kept->Exists(std::to_string(filed.first)); });
   s.reach.Clear();
   calendar.ScanMonthFiles();
   for (const FilePtr& file : *kept) {

@@ -39,6 +39,20 @@ milliseconds Timed(Call&& call) {
   return std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
 }
 
+// Waits until a process has ended (and is no zombie either).
+bool Gone(pid_t pid) {
+  const auto deadline = steady_clock::now() + std::chrono::seconds(10);
+  while (steady_clock::now() < deadline) {
+    const std::string stat = ReadBytes("/proc/" + std::to_string(pid) + "/stat");
+    const size_t paren = stat.rfind(')');
+    if (::kill(pid, 0) != 0 || (paren != std::string::npos && stat.substr(paren + 2, 1) == "Z")) {
+      return true;
+    }
+    std::this_thread::sleep_for(milliseconds(5));
+  }
+  return false;
+}
+
 // Lets a peer that does not handle messages by itself pump until `seen`
 // holds (messages take a moment to arrive); false when it never does.
 template <class Seen>
@@ -62,7 +76,7 @@ void ExpectNoMessages(std::initializer_list<Peer*> peers) {
 }
 
 TEST(Propagation, AppointmentsFollowOnOneDataFolder) {
-  Sandbox sandbox;
+  Sandbox sandbox({.wait_ms = 300});  // B does not pump by itself
   Peer a(sandbox, sandbox.AppData()), b(sandbox, sandbox.AppData());
   b.Ask("autopump off");
   a.Ask("add breakfast 2008-05-20T08:00 2008-05-20T09:00");
@@ -192,6 +206,26 @@ TEST(Propagation, OtherDataFoldersAndOwnMessagesChangeNothing) {
   EXPECT_EQ(a.Ask("events").head, "change=1 tasks=0");
 }
 
+// Two processes numbering in one month at the same moment give two
+// appointments one number: each says so and keeps both.
+TEST(Propagation, NumbersGivenTwiceAreShownAndNothingIsLost) {
+  Sandbox sandbox({.wait_ms = 300});
+  Peer a(sandbox, sandbox.AppData()), b(sandbox, sandbox.AppData());
+  b.Ask("instance");
+  a.Ask("add breakfast 2008-05-20T08:00 2008-05-20T09:00");
+  a.Ask("flush");
+  for (Peer* p : {&a, &b}) {
+    p->Ask("month 200805");
+    p->Ask("autopump off");
+  }
+  EXPECT_EQ(a.Ask("add lunch 2008-05-20T12:00 2008-05-20T13:00").head, "200805/2");
+  EXPECT_EQ(b.Ask("add dinner 2008-05-20T19:00 2008-05-20T20:00").head, "200805/2");
+  EXPECT_TRUE(PumpUntil(a, [&] { return Has(a.Ask("cached 200805"), "#3 dinner"); }));
+  EXPECT_TRUE(PumpUntil(b, [&] { return Has(b.Ask("cached 200805"), "#3 lunch"); }));
+  for (Peer* p : {&a, &b})
+    EXPECT_EQ(p->Ask("messages").Text(), "UNSTIMMIGKEIT!!!\n");
+}
+
 // Started in the same millisecond, two processes would take each other's
 // messages for their own; the notifier gives the second another number.
 TEST(Propagation, ProcessesStartedInTheSameMillisecondHearEachOther) {
@@ -297,6 +331,7 @@ TEST(Faults, AKilledNotifierIsReplaced) {
   ASSERT_NE(first, 0);
   b.Ask("events");
   ::kill(first, SIGKILL);
+  ASSERT_TRUE(Gone(first));
   // The next message of A starts a new notifier.
   a.Ask("title 200805/1 after");
   a.Ask("save");
@@ -354,7 +389,9 @@ TEST(Faults, WithoutANotifierLoadsAndSavesFailAndTheNextCallTriesAgain) {
   lone.Ask("autopump off");
   lone.Ask("setenv ORNCAL_NOTIFIER /nonexistent/OrnCalNtf");
   a.Quit();
-  ::kill(sandbox.NotifierProcess(), SIGKILL);
+  const pid_t notifier = sandbox.NotifierProcess();
+  ::kill(notifier, SIGKILL);
+  ASSERT_TRUE(Gone(notifier));
   // Nothing to reach and nothing to start: the month and the task file
   // cannot be read, a change cannot be sent, a month not be written.
   const std::string may = sandbox.DataFolder() + "/200805.xmf";
