@@ -116,7 +116,8 @@ TEST(Soak, ProcessesChangingOneDataFolderAgree) {
     const int op = mine.empty() ? 0 : soak.Pick(12);
     const std::string context = "step " + std::to_string(step) + ", peer " + std::to_string(p);
     if (op < 4) {
-      const std::string title = "p" + std::to_string(p) + "n" + std::to_string(++made);
+      std::string title = "p";
+      title += std::to_string(p) + "n" + std::to_string(++made);
       std::string key;
       if (soak.Pick(8) == 0) {
         const std::string a = soak.Day(), b = soak.Day();
