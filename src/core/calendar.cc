@@ -132,6 +132,10 @@ void Calendar::Release() {
     state_->tasks = nullptr;
     state_->tasks_changed = false;
     state_->tasks_load_failed = false;
+    state_->own_changes.clear();
+    state_->own_task_changes = false;
+    state_->own_filed.clear();
+    state_->renumbered.clear();
   }
 }
 

@@ -170,7 +170,12 @@ FolderLock::FolderLock(const std::string& path, bool exclusive) : folder_(Folder
   if (held.depth++ > 0) return;
   held.fd = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (held.fd < 0) return;  // without the folder there is nothing to guard
-  while (::flock(held.fd, exclusive ? LOCK_EX : LOCK_SH) != 0 && errno == EINTR) {
+  // A process that holds the lock for longer than any file takes (it was
+  // stopped in the middle) is not waited for without end.
+  const int mode = (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB;
+  for (int waited_ms = 0; ::flock(held.fd, mode) != 0 && waited_ms < 10000; ++waited_ms) {
+    if (errno != EWOULDBLOCK && errno != EINTR) break;
+    ::usleep(1000);
   }
 }
 
