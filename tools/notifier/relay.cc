@@ -51,20 +51,10 @@ Relay::ConnectionId Relay::Open(std::unique_ptr<platform::Channel> channel, int6
   return id;
 }
 
-size_t Relay::Unread(ConnectionId id) const {
-  auto it = connections_.find(id);
-  return it == connections_.end() ? 0 : it->second->unread;
-}
-
 void Relay::Drop(Connection& c, const std::string& why) {
   if (c.closed) return;
   c.closed = true;
   log_ << "OrnCalNtf: dropped the connection of process " << c.process << ": " << why << std::endl;
-}
-
-void Relay::Close(ConnectionId id) {
-  auto it = connections_.find(id);
-  if (it != connections_.end()) it->second->closed = true;
 }
 
 void Relay::Received(ConnectionId id, std::string_view bytes) {

@@ -64,11 +64,6 @@ class Relay {
   void Expire(Clock::time_point now);
   // Removes the connections that were dropped or closed.
   void Sweep();
-  // Closes a connection (its peer hung up).
-  void Close(ConnectionId id);
-  size_t Connections() const { return connections_.size(); }
-  // What a connection was sent and has not taken, in bytes.
-  size_t Unread(ConnectionId id) const;
   // The earliest end of a wait, or Clock::time_point::max().
   Clock::time_point NextDeadline() const;
 
