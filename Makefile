@@ -5,6 +5,7 @@
 #   make run    the main job: a demo calendar (made once, in build/demo-home),
 #               its agenda and this month's grid
 #   make install PREFIX=...   install the build of `make build`
+#   make soak   the long soak of change propagation between processes
 SHELL := /bin/bash
 BUILD ?= build
 ASAN_BUILD ?= build-asan
@@ -16,7 +17,7 @@ PREFIX ?= /usr/local
 # The project's own builds treat every warning as an error.
 CONFIGURE = cmake -S . -G Ninja -DORNCAL_WARNINGS_AS_ERRORS=ON
 
-.PHONY: all deps build install test test-native test-release test-windows run format bench clean
+.PHONY: all deps build install test test-native test-release test-windows soak run format bench clean
 
 all: build
 
@@ -31,7 +32,7 @@ build: deps
 test-native: deps
 	@$(CONFIGURE) -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DORNCAL_SANITIZE=ON >/dev/null
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
-	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
+	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS) -LE soak
 
 # The Release build with its tests is compiled (they run under the
 # sanitizers above); then it is installed into a temporary prefix and an
@@ -50,6 +51,14 @@ test-windows:
 test: test-native
 	@$(MAKE) --no-print-directory test-release
 	@$(MAKE) --no-print-directory test-windows
+
+# The long soak of change propagation (4 processes x 500 random changes on
+# one data folder; ORNCAL_SOAK_SEED picks another interleaving), in the
+# sanitizer build.
+soak: deps
+	@$(CONFIGURE) -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DORNCAL_SANITIZE=ON >/dev/null
+	@cmake --build $(ASAN_BUILD) -j $(JOBS) --target soak_tests
+	@cd $(ASAN_BUILD) && ctest --output-on-failure -L soak
 
 # Headers, libraries, the CMake package, orncalendar.pc and the tools under
 # PREFIX (sudo may be needed for the default /usr/local).

@@ -16,6 +16,8 @@ enum class ErrorNumber : int32_t {
   kTypeMismatch = 13,
   kObjectNotSet = 91,
   kDuplicateKey = 457,
+  // The notifier that relays changes between processes cannot be reached.
+  kNotifierUnavailable = 462,
 };
 
 class Error : public std::runtime_error {

@@ -23,6 +23,8 @@ std::string Error::StandardDescription(ErrorNumber number) {
       return "Object variable not set";
     case ErrorNumber::kDuplicateKey:
       return "This key is already associated with an element of this collection";
+    case ErrorNumber::kNotifierUnavailable:
+      return "The notifier cannot be reached";
   }
   return "Application-defined or object-defined error";
 }
