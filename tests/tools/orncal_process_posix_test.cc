@@ -1,13 +1,18 @@
 // orncal run as a user runs it: a process of its own, on a data folder the
 // test prepares (byte by byte, through the library or through orncal), with
 // HOME moved into the test's folder so that nothing outside it can be
-// touched, and the clock at 2008-05-14 10:00 (ORNCAL_NOW).
+// touched, the clock at 2008-05-14 10:00 (ORNCAL_NOW) and, but for watch, no
+// notifier.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -15,6 +20,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "commands.h"
@@ -55,6 +61,7 @@ void PrepareChild(const std::string& home, const std::map<std::string, std::stri
   unsetenv("XDG_DATA_HOME");
   unsetenv("NO_COLOR");
   setenv("ORNCAL_NOW", "2008-05-14T10:00", 1);
+  setenv("ORNCAL_NOTIFIER", "off", 1);
   for (const auto& [name, value] : env)
     setenv(name.c_str(), value.c_str(), 1);
 }
@@ -572,6 +579,62 @@ TEST_F(OrncalProcess, RemindWatchRunsUntilStopped) {
   const Json due = Json::parse(seen.substr(0, seen.find('\n')));
   EXPECT_EQ(due["reminders"][0]["title"], "Gleich");
   EXPECT_EQ(Ok({"remind"}), "nothing due\n");
+}
+
+// watch prints the changes other processes make, through the notifier,
+// until it is stopped; without a notifier it says it cannot.
+TEST_F(OrncalProcess, WatchPrintsWhatOtherProcessesChange) {
+  const Outcome alone = RunHere({"watch"});
+  EXPECT_EQ(alone.status, 1);
+  EXPECT_NE(alone.err.find("watch: no notifier serves this calendar"), std::string::npos);
+
+  const std::string runtime = Join(temp_.path(), "run");
+  std::filesystem::create_directories(runtime);
+  const std::map<std::string, std::string> env{{"XDG_RUNTIME_DIR", runtime},
+                                               {"ORNCAL_NOTIFIER", ORNCAL_NOTIFIER_PROGRAM},
+                                               {"ORNCAL_NOTIFIER_LINGER_MS", "100"}};
+  const std::string out = Join(io_.path(), "watch");
+  std::vector<std::string> args{"--data-home", app_data_, "watch"};
+  std::vector<char*> argv = Argv(args);
+  const pid_t child = fork();
+  if (child == 0) {
+    PrepareChild(Home(), env);
+    if (std::freopen(out.c_str(), "w", stdout)) execv(argv[0], argv.data());
+    _exit(127);
+  }
+  ASSERT_GT(child, 0);
+  // Waits until the watch has printed `lines` lines.
+  const auto printed = [&](size_t lines) {
+    std::string seen;
+    for (int i = 0; i < 200; ++i) {
+      seen = testing::ReadBytes(out);
+      if (static_cast<size_t>(std::count(seen.begin(), seen.end(), '\n')) >= lines) break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return seen;
+  };
+  EXPECT_EQ(printed(1), "watching " + DataFolder() + "; Ctrl-C ends\n");
+  EXPECT_EQ(RunHere({"add", "X", "--start", "friday 10:00"}, env).status, 0);
+  EXPECT_EQ(RunHere({"task", "add", "T"}, env).status, 0);
+  const std::string seen = printed(3);
+  kill(child, SIGINT);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(ExitStatus(status), 0);
+  EXPECT_NE(seen.find("  appointments, categories or settings changed\n"), std::string::npos)
+      << seen;
+  EXPECT_NE(seen.find("  tasks changed\n"), std::string::npos) << seen;
+  // The notifier ends after its last calendar left (it holds its lock as
+  // long as it runs).
+  const std::string lock = runtime + "/orncalendar/notifier.lock";
+  bool ended = false;
+  for (int i = 0; i < 200 && !ended; ++i) {
+    const int fd = open(lock.c_str(), O_RDONLY | O_CLOEXEC);
+    ended = fd < 0 || flock(fd, LOCK_EX | LOCK_NB) == 0;
+    if (fd >= 0) close(fd);
+    if (!ended) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  EXPECT_TRUE(ended);
 }
 
 }  // namespace

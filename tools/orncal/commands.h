@@ -31,8 +31,8 @@ using Command =
                  TaskListCommand, TaskShowCommand, TaskEditCommand, TaskDoneCommand,
                  TaskUndoCommand, TaskRemoveCommand, TaskRemindCommand, CategoryAddCommand,
                  CategoryListCommand, CategoryColorCommand, CategoryRemoveCommand, RemindCommand,
-                 SpecialRemindAddCommand, SpecialRemindListCommand, SpecialRemindRemoveCommand,
-                 DumpCommand, CheckCommand, DemoCommand>;
+                 WatchCommand, SpecialRemindAddCommand, SpecialRemindListCommand,
+                 SpecialRemindRemoveCommand, DumpCommand, CheckCommand, DemoCommand>;
 
 struct CommandLine {
   // The application-data folder to use, as given; nullopt when not given.

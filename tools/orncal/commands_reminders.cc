@@ -1,8 +1,10 @@
-// remind and special-remind add, list and remove.
+// remind, watch and special-remind add, list and remove.
 #include "commands_reminders.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <memory>
 #include <thread>
 
@@ -11,9 +13,12 @@
 #include "orncalendar/appointment.h"
 #include "orncalendar/collection.h"
 #include "orncalendar/date_time.h"
+#include "orncalendar/notificator.h"
+#include "orncalendar/ole_date.h"
 #include "orncalendar/remind_times.h"
 #include "session.h"
 #include "text.h"
+#include "wait.h"
 
 namespace orncal::cli {
 namespace {
@@ -65,10 +70,20 @@ void WatchSignals() {
   std::signal(SIGTERM, OnStopSignal);
 }
 
-bool SleepUnlessStopped(double seconds) {
+bool WaitAndProcess(Calendar& calendar, double seconds) {
+  const std::intptr_t descriptor = calendar.NotificationDescriptor();
   const auto until = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-  while (stop_signal == 0 && std::chrono::steady_clock::now() < until)
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  while (stop_signal == 0) {
+    const std::chrono::duration<double> left = until - std::chrono::steady_clock::now();
+    if (left.count() <= 0) break;
+    // In short steps, so that a signal is seen soon.
+    const double step = std::min(left.count(), 0.2);
+    if (descriptor < 0) {
+      std::this_thread::sleep_for(std::chrono::duration<double>(step));
+    } else if (WaitReadable(descriptor, step)) {
+      calendar.ProcessNotifications();
+    }
+  }
   return stop_signal == 0;
 }
 
@@ -104,6 +119,19 @@ void RegisterReminderCommands(CLI::App& app, CommandTable& table) {
       c.Json = a->json;
       return c;
     });
+  }
+  {
+    CLI::App* watch = app.add_subcommand(
+        "watch", "Print each change other processes make to the calendar, until interrupted");
+    auto json = std::make_shared<bool>(false);
+    watch->add_flag("--json", *json,
+                    "One line {\"event\": \"Change\" or \"TasksChange\", \"at\": DATE} per "
+                    "change");
+    watch->footer(
+        "Change: appointments, categories or settings changed; TasksChange: a task was added "
+        "or removed. Without --json each comes as a line with the time and what changed. "
+        "Needs the notifier (see the README); SIGINT or SIGTERM ends it with status 0.");
+    table.Add(watch, [json] { return WatchCommand{*json}; });
   }
   CLI::App* group =
       app.add_subcommand("special-remind",
@@ -192,8 +220,46 @@ void Execute(Session& s, const RemindCommand& c) {
       s.out.flush();
       s.SaveSpecialRemindTimes();
     }
-  } while (SleepUnlessStopped(c.WatchSeconds));
+  } while (WaitAndProcess(calendar, c.WatchSeconds));
   s.SaveSpecialRemindTimes();
+}
+
+void Execute(Session& s, const WatchCommand& c) {
+  Calendar& calendar = s.Calendar();
+  if (calendar.NotificationDescriptor() < 0) {
+    throw CommandError(
+        "watch: no notifier serves this calendar, so the changes of other processes cannot be "
+        "seen");
+  }
+  const auto print = [&](std::string_view event, std::string_view what) {
+    const Date now = CurrentClock().Now();
+    if (c.Json) {
+      s.out << Json{{"event", event}, {"at", Number(now)}}.dump() << '\n';
+    } else {
+      const DateParts p = SplitDate(now);
+      char second[8];
+      std::snprintf(second, sizeof second, ":%02d", static_cast<int>(p.Second));
+      s.out << FormatWhen(now, false) << second << "  " << what << '\n';
+    }
+    s.out.flush();
+  };
+  const NotificatorPtr events = calendar.Notificator();
+  const ScopedSubscription changes(events, Notificator::Event::kChange, [&] {
+    print("Change", "appointments, categories or settings changed");
+  });
+  const ScopedSubscription tasks(events, Notificator::Event::kTasksChange,
+                                 [&] { print("TasksChange", "tasks changed"); });
+  if (!c.Json) {
+    s.out << "watching " << calendar.Path() << "; Ctrl-C ends\n";
+    s.out.flush();
+  }
+  WatchSignals();
+  calendar.ProcessNotifications();
+  // What the calendar reports meanwhile is shown as it comes; the watch
+  // goes on.
+  while (WaitAndProcess(calendar, 1))
+    s.PrintReported();
+  s.PrintReported();
 }
 
 void Execute(Session& s, const SpecialRemindAddCommand& c) {

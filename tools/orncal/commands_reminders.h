@@ -1,5 +1,6 @@
-// Reminders: remind (what falls due, once or again and again) and the
-// extra reminders, special-remind add, list and remove.
+// Reminders and watching: remind (what falls due, once or again and
+// again), watch (the changes other processes make) and the extra
+// reminders, special-remind add, list and remove.
 #pragma once
 
 #include <cstdint>
@@ -25,6 +26,10 @@ struct RemindCommand {
   bool Json = false;
 };
 
+struct WatchCommand {
+  bool Json = false;
+};
+
 struct SpecialRemindAddCommand {
   AppointmentRef Ref;
   Date At = 0;
@@ -42,13 +47,17 @@ struct SpecialRemindRemoveCommand {
 
 void RegisterReminderCommands(CLI::App& app, CommandTable& table);
 void Execute(Session& session, const RemindCommand& command);
+void Execute(Session& session, const WatchCommand& command);
 void Execute(Session& session, const SpecialRemindAddCommand& command);
 void Execute(Session& session, const SpecialRemindListCommand& command);
 void Execute(Session& session, const SpecialRemindRemoveCommand& command);
 
-// Whether SIGINT or SIGTERM has come since WatchSignals; sleeps up to
-// `seconds` and returns early when one comes.
+// From WatchSignals on, SIGINT and SIGTERM end a watch: WaitAndProcess
+// returns false once one came.
 void WatchSignals();
-bool SleepUnlessStopped(double seconds);
+// Waits up to `seconds`, handling the changes of other processes as they
+// arrive (through the calendar's notification descriptor); false when a
+// stop signal came.
+bool WaitAndProcess(Calendar& calendar, double seconds);
 
 }  // namespace orncal::cli
