@@ -2,20 +2,22 @@
 #   make test   install what is missing, build, run every test (native, the
 #               Python package and the installed package in the Release
 #               build, then the Windows build under Wine)
-#   make run    the main job: this week's appointments on the default data
-#               folder (orncal list, Monday 00:00 to the next Monday 00:00)
+#   make run    the main job: a demo calendar (made once, in build/demo-home),
+#               its agenda and this month's grid
 #   make install PREFIX=...   install the build of `make build`
+#   make soak   the long soak of change propagation between processes
 SHELL := /bin/bash
 BUILD ?= build
 ASAN_BUILD ?= build-asan
 RELEASE_BUILD ?= build-release
 WINDOWS_BUILD ?= build-windows
+DEMO_HOME ?= $(BUILD)/demo-home
 JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 # The project's own builds treat every warning as an error.
 CONFIGURE = cmake -S . -G Ninja -DORNCAL_WARNINGS_AS_ERRORS=ON
 
-.PHONY: all deps build install test test-native test-release test-windows run format bench clean
+.PHONY: all deps build install test test-native test-release test-windows soak run format bench clean
 
 all: build
 
@@ -30,7 +32,7 @@ build: deps
 test-native: deps
 	@$(CONFIGURE) -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DORNCAL_SANITIZE=ON >/dev/null
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
-	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
+	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS) -LE soak
 
 # The Release build with its tests is compiled (they run under the
 # sanitizers above); the Python package, which a sanitized build cannot
@@ -53,16 +55,26 @@ test: test-native
 	@$(MAKE) --no-print-directory test-release
 	@$(MAKE) --no-print-directory test-windows
 
+# The long soak of change propagation (4 processes x 500 random changes on
+# one data folder; ORNCAL_SOAK_SEED picks another interleaving), in the
+# sanitizer build.
+soak: deps
+	@$(CONFIGURE) -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DORNCAL_SANITIZE=ON >/dev/null
+	@cmake --build $(ASAN_BUILD) -j $(JOBS) --target soak_tests
+	@cd $(ASAN_BUILD) && ctest --output-on-failure -L soak
+
 # Headers, libraries, the CMake package, orncalendar.pc and the tools under
 # PREFIX (sudo may be needed for the default /usr/local).
 install: build
 	@cmake --install $(BUILD) --prefix "$(PREFIX)"
 
+# The demo calendar is made at the first run and kept; delete $(DEMO_HOME)
+# for a new one around the day it is made.
 run: build
-	@monday=$$(date -d "-$$(( $$(date +%u) - 1 )) days" +%F) && \
-	  next=$$(date -d "$$monday 7 days" +%F) && \
-	  echo "This week, $$monday to $$next:" && \
-	  ./$(BUILD)/tools/orncal/orncal list --from "$$monday" --to "$$next"
+	@orncal=./$(BUILD)/tools/orncal/orncal && \
+	  { [ -e "$(DEMO_HOME)" ] || $$orncal --data-home "$(DEMO_HOME)" demo; } && \
+	  echo && $$orncal --data-home "$(DEMO_HOME)" agenda && \
+	  echo && $$orncal --data-home "$(DEMO_HOME)" month
 
 format:
 	@git ls-files '*.cc' '*.h' | xargs clang-format -i

@@ -95,6 +95,7 @@ class DataFolder {
   // A calendar started afresh on the folder: nothing loaded yet.
   static CalendarPtr Start() {
     core::ResetStartupForTesting();
+    UseNotifier(false);  // the calendar's own figures: it works alone
     return CalendarMain().Calendar();
   }
 

@@ -102,6 +102,7 @@ class DataFolder {
   DataFolder() {
     root_ = std::filesystem::temp_directory_path() / "orncal-month-file-bench";
     platform::SetShellFolderHook([root = root_.string()](int32_t) { return root; });
+    UseNotifier(false);  // the calendar's own figures: it works alone
     core::StartupCalendar();
     calendar_ = core::SharedCalendar();
     std::filesystem::create_directories(calendar_->Path());

@@ -28,6 +28,7 @@ class DataFolder {
             ("orncal-bench-" + std::to_string(std::random_device{}()));
     std::filesystem::create_directories(root_);
     platform::SetShellFolderHook([dir = root_.string()](int32_t) { return dir; });
+    UseNotifier(false);  // the calendar's own figures: it works alone
     SetClock(std::make_shared<ManualClock>(kNow));
     SetMessageHandler([](const Message&) {});
     auto random = std::make_shared<std::mt19937>(11);

@@ -1,6 +1,8 @@
 # The examples' smoke test: add_appointments, this_week and poll_reminders on
 # a fresh application-data folder DATA; each must end with status 0 and print
 # the lines expected of it. EMULATOR runs the programs of a cross build.
+# Where there is an event loop (LOOP) it runs for a second with the notifier
+# NOTIFIER in a runtime folder of its own.
 file(REMOVE_RECURSE "${DATA}")
 file(MAKE_DIRECTORY "${DATA}")
 
@@ -37,3 +39,13 @@ expect("${week}" "[A-Z][a-z][a-z] [0-9.]+ all day      Team offsite \\(to [A-Z][
 
 run_example(polled "${POLL}" --demo --every 2 --once "${DATA}")
 expect("${polled}" "reminder: Coffee, starts " 1)
+
+if(LOOP)
+  file(MAKE_DIRECTORY "${DATA}/run")
+  run_example(looped ${CMAKE_COMMAND} -E env "XDG_RUNTIME_DIR=${DATA}/run"
+    "ORNCAL_NOTIFIER=${NOTIFIER}" ORNCAL_NOTIFIER_LINGER_MS=200
+    "${LOOP}" --seconds 1 "${DATA}")
+  expect("${looped}" "watching .*/Ornavel/Calendar/files" 1)
+  expect("${looped}" "today: [0-9]+ appointment\\(s\\)" 1)
+  expect("${looped}" "14:00-15:00  Project review" 1)
+endif()

@@ -10,6 +10,11 @@ build=${1:-build-release}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
+# The programs start the installed notifier, in a runtime folder of their
+# own, and it ends soon after them.
+mkdir -p "$work/run"
+export XDG_RUNTIME_DIR=$work/run ORNCAL_NOTIFIER_LINGER_MS=200
+unset ORNCAL_NOTIFIER
 
 cmake --install "$build" --prefix "$prefix" >"$work/install.log" || { cat "$work/install.log"; exit 1; }
 pc=$(find "$prefix" -name orncalendar.pc)
@@ -35,8 +40,14 @@ for kind in shared static; do
     { cat "$work/cmake-$kind.log"; exit 1; }
   cmake --build "$work/cmake-$kind" >>"$work/cmake-$kind.log" || { cat "$work/cmake-$kind.log"; exit 1; }
   program=$work/cmake-$kind/add_appointments
-  # CMake gives the program the library folder as its run path.
-  run "$program" "cmake-$kind"
+  # CMake gives the program the library folder as its run path. The shared
+  # library finds the notifier in the installed program folder; a program
+  # linked statically, outside the installation, finds it on PATH.
+  if [ "$kind" = static ]; then
+    PATH=$prefix/bin:$PATH run "$program" "cmake-$kind"
+  else
+    run "$program" "cmake-$kind"
+  fi
   if [ "$kind" = shared ] && ! needs_shared "$program"; then
     echo "cmake-shared: the program does not use the shared library" >&2; exit 1
   fi

@@ -134,6 +134,20 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
   // The calendar's event source.
   NotificatorPtr Notificator() const;
 
+  // Handles the changes other processes sent that have arrived (their
+  // callbacks run now, on this thread, and raise this calendar's events);
+  // returns how many messages it handled. It does not wait for messages;
+  // handling one may wait briefly for the other processes, as reading a
+  // month file does. Callbacks run only here and, for the few that other
+  // processes wait on, inside calls of the library that wait themselves.
+  int ProcessNotifications();
+  // What an event loop waits on (poll, select, epoll on POSIX): it becomes
+  // readable when ProcessNotifications has something to do, also when the
+  // link to the notifier has to be made again. -1 when the calendar works
+  // alone. The value stays the same for the life of the process; it is an
+  // intptr_t so that it can carry a handle where the system uses those.
+  std::intptr_t NotificationDescriptor() const;
+
   // Writes every changed month file, in the order the months were first
   // used, then the task list when it changed.
   void Save();
@@ -215,11 +229,13 @@ class Calendar : public std::enable_shared_from_this<Calendar> {
   void DetachAppointment(const AppointmentPtr& appointment, bool Remote);
   // Files an appointment into the month of its first date (unless that file
   // already holds this very object) and links into every other listed month
-  // its period reaches. A real appointment that no month file holds is
-  // filed itself; anything else as a copy. `appointment` is replaced by the
-  // appointment the month file holds. Unless Remote, the other processes
-  // are told; when Remote and the numbers disagree, "UNSTIMMIGKEIT!!!" is
-  // shown.
+  // its period reaches (unless that month links to it already). A real
+  // appointment that no month file holds is filed itself; anything else as
+  // a copy. `appointment` is replaced by the appointment the month file
+  // holds. Unless Remote, the other processes are told. Remote (another
+  // process filed it): a real appointment under its number in its home
+  // month is taken to be it and brought up to date; when it has to be
+  // filed and the numbers disagree, "UNSTIMMIGKEIT!!!" is shown.
   void AttachAppointment(AppointmentPtr& appointment, bool Remote);
   // Whether the month file the appointment names holds this very object
   // under its number (only loaded months are asked).

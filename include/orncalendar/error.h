@@ -25,6 +25,8 @@ enum class ErrorNumber : int32_t {
   kArgumentNotOptional = 449,
   kWrongArgumentCount = 450,
   kDuplicateKey = 457,
+  // The notifier that relays changes between processes cannot be reached.
+  kNotifierUnavailable = 462,
 };
 
 class Error : public std::runtime_error {

@@ -77,6 +77,17 @@ const Clock& CurrentClock();
 // XDG_DATA_HOME; on every system it stands in for the shell's answer.
 void UseApplicationDataFolder(std::string_view folder);
 
+// ---------------------------------------------------------------- notifier
+
+// Whether calendars started from now on keep in step with the other
+// processes of the user through the notifier OrnCalNtf (started on demand;
+// see docs/USING.md, "Several processes"). On by default where the system
+// has the transport (not yet on Windows, where calendars work alone).
+// A program that runs alone on its data folder turns it off before the
+// first CalendarMain; setting the environment variable ORNCAL_NOTIFIER to
+// "off" does the same, and setting it to a path names the notifier program.
+void UseNotifier(bool use);
+
 // The arguments of the running program as UTF-8 (on Windows read from the
 // wide command line, elsewhere argv as it is).
 std::vector<std::string> CommandLineArguments(int argc, const char* const* argv);

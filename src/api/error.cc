@@ -39,6 +39,8 @@ std::string Error::StandardDescription(ErrorNumber number) {
       return "Wrong number of arguments or invalid property assignment";
     case ErrorNumber::kDuplicateKey:
       return "This key is already associated with an element of this collection";
+    case ErrorNumber::kNotifierUnavailable:
+      return "The notifier cannot be reached";
   }
   return "Application-defined or object-defined error";
 }

@@ -68,7 +68,16 @@ void Calendar::InitCalendar(std::string_view dataFolder) {
   if (s.initialized) return;
   s.path = platform::NormalizeDataPath(dataFolder);
   s.notifier = core::MakeNotifierServer();
-  s.notifier->RegisterCalendar(core::InstanceID(), s.path);
+  s.notifier->Bind(shared_from_this());
+  int32_t instance = core::InstanceID();
+  try {
+    s.notifier->RegisterCalendar(instance, s.path);
+  } catch (const Error&) {
+    // Without the notifier the calendar starts alone; its messages try to
+    // reach the notifier again and fail as long as it cannot be reached.
+  }
+  // Another process may have started in the same millisecond.
+  core::SetInstanceID(instance);
   ScanMonthFiles();
   LoadSpecialRemindTimes();
   s.notificator = Notificator::New();
@@ -82,6 +91,14 @@ void Calendar::InitCalendar(std::string_view dataFolder) {
 }
 
 NotificatorPtr Calendar::Notificator() const { return state_->notificator; }
+
+int Calendar::ProcessNotifications() {
+  return state_->notifier ? state_->notifier->ProcessNotifications() : 0;
+}
+
+std::intptr_t Calendar::NotificationDescriptor() const {
+  return state_->notifier ? state_->notifier->Descriptor() : -1;
+}
 
 CollectionPtr<SpecialRemindTimePtr> Calendar::SpecialRemindTimes() const {
   return state_->special_remind_times;
@@ -115,6 +132,10 @@ void Calendar::Release() {
     state_->tasks = nullptr;
     state_->tasks_changed = false;
     state_->tasks_load_failed = false;
+    state_->own_changes.clear();
+    state_->own_task_changes = false;
+    state_->own_filed.clear();
+    state_->renumbered.clear();
   }
 }
 

@@ -109,6 +109,43 @@ bool Holds(const Appointments& list, const AppointmentPtr& appointment) {
   return std::find(list.begin(), list.end(), appointment) != list.end();
 }
 
+// The real appointment that the home month holds already under the number
+// another process gave the appointment: the month was read after that
+// process wrote it there.
+AppointmentRealPtr HeldUnderItsNumber(const File& home, const Appointments& list,
+                                      const Appointment& appointment) {
+  if (home.FileLong() != appointment.File()) return nullptr;
+  const AppointmentPtr entry = list.ItemByID(appointment.ID());
+  if (!entry || entry->AppointmentType() != 1) return nullptr;
+  return std::dynamic_pointer_cast<AppointmentReal>(entry);
+}
+
+// The lowest number no entry of the list has, other than `besides`.
+int32_t LowestFree(const Appointments& list, int32_t besides = 0) {
+  int32_t id = 1;
+  while (id == besides || list.ExistsID(id))
+    ++id;
+  return id;
+}
+
+// The next free number of a file for what another process filed: its
+// reserved number only when that is still free (the other process's own
+// filing may have taken it here already).
+int32_t FreeForRemote(File& file, const Appointments& list) {
+  const int32_t id = file.GetEmptyID();
+  return list.ExistsID(id) ? LowestFree(list) : id;
+}
+
+// The stored link of a month that names the appointment File/ID.
+AppointmentLink* LinkTo(const Appointments& list, int32_t file, int32_t id) {
+  for (const AppointmentPtr& entry : list) {
+    if (entry->AppointmentType() != 2) continue;
+    auto* link = dynamic_cast<AppointmentLink*>(entry.get());
+    if (link && link->File() == file && link->ID() == id) return link;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 CollectionPtr<FilePtr> Calendar::Files() const { return state_->files; }
@@ -138,7 +175,17 @@ FilePtr Calendar::GetMonthFile(MonthRef& month, const MonthFileOptions& options)
 
   std::string path = s.path + platform::kPathSeparator + month.Key + ".xmf";
   if (!core::FileExists(path)) {
-    return CreateMonthFile(month.Month, month.Year, path, options.ResolveLinks);
+    // Another process may hold the month unsaved: asked as before a load,
+    // it writes it first, and the file is read after all. Made in memory
+    // it is when no one could be asked.
+    try {
+      s.Notifier().NotifyBeforeLoadFile(core::InstanceID(), month.FileLong, s.path);
+    } catch (const std::exception&) {
+    }
+    if (const FilePtr* cached = s.files->Find(month.Key)) return *cached;
+    if (!core::FileExists(path)) {
+      return CreateMonthFile(month.Month, month.Year, path, options.ResolveLinks);
+    }
   }
   FilePtr file = File::New();
   file->SetFileName(month.Key);
@@ -297,6 +344,8 @@ void Calendar::DetachAppointment(const AppointmentPtr& appointment, bool Remote)
       list.RemoveAt(i);
       file->SetReservedID(entry->OutsideID());
       file->SetChanged(true);
+      if (!Remote) s.own_changes.insert(listed);
+      s.own_filed.erase({listed, entry->OutsideID()});
     }
   }
   if (!Remote) s.Notifier().NotifyDoDelete(core::InstanceID(), *appointment, s.path);
@@ -310,7 +359,17 @@ void Calendar::AttachAppointment(AppointmentPtr& appointment, bool Remote) {
   Appointments& home_list = ListOf(*home);
 
   AppointmentPtr stored = appointment;
-  if (!Holds(home_list, appointment)) {
+  AppointmentRealPtr held = Remote ? HeldUnderItsNumber(*home, home_list, *appointment) : nullptr;
+  // One this process filed itself is another appointment: both processes
+  // gave the number at the same time.
+  if (held && s.own_filed.count({home->FileLong(), held->ID()})) held = nullptr;
+  if (held) {
+    // Brought up to date rather than filed twice.
+    held->CopyFrom(*appointment);
+    held->SetProject(appointment->Project());
+    s.reach.PeriodsChanged();
+    stored = std::move(held);
+  } else if (!Holds(home_list, appointment)) {
     // A real appointment that no month file holds (a new one, or one taken
     // out by DetachAppointment to be moved) is filed itself, so that the
     // client's object stays the stored one and keeps its Project (a copy
@@ -322,14 +381,34 @@ void Calendar::AttachAppointment(AppointmentPtr& appointment, bool Remote) {
       real = AppointmentReal::New();
       real->CopyFrom(*appointment);
     }
-    const int32_t id = home->GetEmptyID();
-    // The other process numbered the appointment already; both should agree.
-    if (Remote && id != appointment->ID()) ShowMessage("UNSTIMMIGKEIT!!!");
+    int32_t id;
+    const int32_t theirs = appointment->ID();
+    if (Remote && theirs > 0 && home->FileLong() == appointment->File() &&
+        !s.own_filed.count({home->FileLong(), theirs})) {
+      // Filed under the number the other process gave it. Links carry no
+      // number anyone refers to, and months made in memory number theirs
+      // each in their own order: a link in the way moves aside.
+      if (home_list.ExistsID(theirs)) {
+        AppointmentPtr aside = home_list.ItemByID(theirs);
+        home_list.RemoveByID(theirs);
+        aside->SetOutsideID(LowestFree(home_list, theirs));
+        home_list.AddKeyed(std::move(aside));
+      }
+      if (home->ReservedID() == theirs) home->SetReservedID(0);
+      id = theirs;
+    } else {
+      id = Remote ? FreeForRemote(*home, home_list) : home->GetEmptyID();
+      // The other process numbered it otherwise than this one can: the two
+      // disagree about the numbering.
+      if (Remote && id != theirs) ShowMessage("UNSTIMMIGKEIT!!!");
+      if (!Remote) s.own_filed.insert({home->FileLong(), id});
+    }
     real->SetID(id);
     real->SetFile(home->FileLong());
     real->SetOwnerCalendar(shared_from_this());
     home_list.AddKeyed(real);
     home->SetChanged(true);
+    if (!Remote) s.own_changes.insert(home->FileLong());
     s.reach.Filed(home->FileLong());
     stored = std::move(real);
   }
@@ -338,14 +417,20 @@ void Calendar::AttachAppointment(AppointmentPtr& appointment, bool Remote) {
   for (int32_t listed : months) {
     if (listed < 1 || listed == home->FileLong() || !Reaches(*period, listed)) continue;
     FilePtr file = GetMonthFile(ByFileLong(listed));
+    // A month read after the other process linked it there holds the link.
+    if (AppointmentLink* link = LinkTo(ListOf(*file), stored->File(), stored->ID())) {
+      if (file->LinksResolved()) link->SetDestination(stored);
+      continue;
+    }
     AppointmentLinkPtr link = AppointmentLink::New();
     link->SetOutsideFile(file->FileLong());
-    link->SetOutsideID(file->GetEmptyID());
+    link->SetOutsideID(Remote ? FreeForRemote(*file, ListOf(*file)) : file->GetEmptyID());
     link->SetDestinationFile(stored->File());
     link->SetDestinationID(stored->ID());
     if (file->LinksResolved()) link->SetDestination(stored);
     ListOf(*file).AddKeyed(std::move(link));
     file->SetChanged(true);
+    if (!Remote) s.own_changes.insert(listed);
   }
 
   if (!Remote) s.Notifier().NotifyDoWrite(core::InstanceID(), *stored, s.path);

@@ -17,7 +17,12 @@ class NotifierServer {
  public:
   virtual ~NotifierServer() = default;
 
-  virtual void RegisterCalendar(int32_t instanceId, const std::string& path) = 0;
+  // The calendar that the other processes' callbacks reach (before it
+  // registers).
+  virtual void Bind(const CalendarPtr& /*calendar*/) {}
+  // Registers the calendar; the notifier may hand back another instance
+  // number in `instanceId`, which the process then uses.
+  virtual void RegisterCalendar(int32_t& instanceId, const std::string& path) = 0;
   virtual void NotifyBeforeLoadFile(int32_t instanceId, int32_t fileLong,
                                     const std::string& path) = 0;
   virtual void NotifySaved(int32_t instanceId, int32_t fileLong, const std::string& path) = 0;
@@ -37,12 +42,18 @@ class NotifierServer {
   virtual void NotifyAnythingChanged(int32_t instanceId, const std::string& path) = 0;
   virtual void NotifyCategoriesChanged(int32_t instanceId, const std::string& path) = 0;
   virtual void NotifySRTChanged(int32_t instanceId, const std::string& path) = 0;
+
+  // Handles the callbacks that have arrived; never blocks. Returns how many
+  // messages it handled.
+  virtual int ProcessNotifications() { return 0; }
+  // What an event loop waits on for callbacks (-1: nothing will come).
+  virtual intptr_t Descriptor() { return -1; }
 };
 
 // A notifier that delivers nothing: the calendar then works on its own.
 class SilentNotifierServer : public NotifierServer {
  public:
-  void RegisterCalendar(int32_t, const std::string&) override {}
+  void RegisterCalendar(int32_t&, const std::string&) override {}
   void NotifyBeforeLoadFile(int32_t, int32_t, const std::string&) override {}
   void NotifySaved(int32_t, int32_t, const std::string&) override {}
   void NotifyDoChange(int32_t, const Appointment&, const std::string&) override {}
@@ -59,9 +70,15 @@ class SilentNotifierServer : public NotifierServer {
 };
 
 // Makes the notifier link of a calendar being initialised. Replaceable, so
-// that tests can watch the messages a calendar sends.
+// that tests can watch the messages a calendar sends. Without a factory:
+// the link through the notifier OrnCalNtf where the system has the
+// transport and the notifier is wanted (see UseNotifier), else the silent
+// one.
 using NotifierFactory = std::function<std::shared_ptr<NotifierServer>()>;
 NotifierFactory SetNotifierFactory(NotifierFactory factory);
 std::shared_ptr<NotifierServer> MakeNotifierServer();
+
+// Whether UseNotifier(false) was called or ORNCAL_NOTIFIER is "off".
+bool NotifierWanted();
 
 }  // namespace orncal::core

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "core/notifier_link.h"
 #include "orncalendar/calendar.h"
 #include "orncalendar/platform.h"
 #include "platform/file_system.h"
@@ -50,6 +51,7 @@ bool IsShared(const Calendar* calendar) {
 const std::string& DataFolder() { return Module().data_folder; }
 const std::string& AppFolder() { return Module().app_folder; }
 int32_t InstanceID() { return Module().instance_id; }
+void SetInstanceID(int32_t id) { Module().instance_id = id; }
 
 void StartupCalendar() {
   ModuleState& m = Module();
@@ -84,7 +86,10 @@ void CreatePathFolders(std::string_view path) {
 
 bool FileExists(const std::string& path) { return platform::Fs().Exists(path); }
 
-void ResetStartupForTesting() { Module() = ModuleState{}; }
+void ResetStartupForTesting() {
+  Module() = ModuleState{};
+  NotifierLink::Process().Reset();
+}
 
 void CalendarRef::SetOwner(const CalendarPtr& calendar) {
   if (IsShared(calendar.get())) return Clear();

@@ -20,6 +20,9 @@ const std::string& DataFolder();
 const std::string& AppFolder();
 // Milliseconds since midnight at start-up; names this process to the notifier.
 int32_t InstanceID();
+// The number the notifier handed out instead, when another process had
+// started in the same millisecond.
+void SetInstanceID(int32_t id);
 
 // Runs the one-time start-up; later calls do nothing.
 void StartupCalendar();

@@ -59,6 +59,23 @@ FileSystem* SetFileSystem(FileSystem* fs);
 // The operating system's file system.
 FileSystem& OsFileSystem();
 
+// While held, keeps the other processes from reading the files of a data
+// folder (shared: reading) or from replacing one (exclusive: writing), so
+// that no process reads a file in the moment another one replaces it, and
+// no two write at once. The lock is on the folder that holds `path`; a
+// process holds it once, however often it nests. Where the system has no
+// such lock it does nothing.
+class FolderLock {
+ public:
+  FolderLock(const std::string& path, bool exclusive);
+  ~FolderLock();
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+ private:
+  std::string folder_;
+};
+
 // Writes a whole file through a WritableFile: append, sync, close.
 Status WriteWholeFile(FileSystem& fs, const std::string& path, std::string_view contents);
 

@@ -1,11 +1,13 @@
 // The operating system's file system on POSIX.
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <map>
 
 #include "platform/file_system.h"
 
@@ -141,6 +143,47 @@ class PosixFileSystem final : public FileSystem {
 FileSystem& OsFileSystem() {
   static PosixFileSystem fs;
   return fs;
+}
+
+namespace {
+
+struct HeldFolder {
+  int fd = -1;
+  int depth = 0;
+};
+
+std::map<std::string, HeldFolder>& HeldFolders() {
+  static std::map<std::string, HeldFolder> held;
+  return held;
+}
+
+std::string FolderOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+}  // namespace
+
+FolderLock::FolderLock(const std::string& path, bool exclusive) : folder_(FolderOf(path)) {
+  HeldFolder& held = HeldFolders()[folder_];
+  if (held.depth++ > 0) return;
+  held.fd = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (held.fd < 0) return;  // without the folder there is nothing to guard
+  // A process that holds the lock for longer than any file takes (it was
+  // stopped in the middle) is not waited for without end.
+  const int mode = (exclusive ? LOCK_EX : LOCK_SH) | LOCK_NB;
+  for (int waited_ms = 0; ::flock(held.fd, mode) != 0 && waited_ms < 10000; ++waited_ms) {
+    if (errno != EWOULDBLOCK && errno != EINTR) break;
+    ::usleep(1000);
+  }
+}
+
+FolderLock::~FolderLock() {
+  auto it = HeldFolders().find(folder_);
+  if (it == HeldFolders().end() || --it->second.depth > 0) return;
+  if (it->second.fd >= 0) ::close(it->second.fd);  // gives up the lock
+  HeldFolders().erase(it);
 }
 
 }  // namespace orncal::platform

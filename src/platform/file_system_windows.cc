@@ -175,4 +175,9 @@ FileSystem& OsFileSystem() {
   return fs;
 }
 
+// The calendars of several processes keep in step only through the
+// notifier, which Windows does not have yet: nothing to guard against.
+FolderLock::FolderLock(const std::string&, bool) {}
+FolderLock::~FolderLock() = default;
+
 }  // namespace orncal::platform

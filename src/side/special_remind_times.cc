@@ -30,6 +30,7 @@ void Calendar::LoadSpecialRemindTimes() {
   auto records = std::make_shared<Collection<SpecialRemindTimePtr>>();
   s.special_remind_times = records;
   s.special_load_failed = false;
+  s.special_loaded = true;
   s.remind_scan_from = CurrentClock().Now();
   std::vector<std::string> lines;
   if (!side::ReadTextLines(SpecialPath(s.path), &lines) || lines.empty()) return;

@@ -13,6 +13,7 @@ bool ReadTextLines(const std::string& path, std::vector<std::string>* lines) {
   lines->clear();
   std::string bytes;
   try {
+    const platform::FolderLock reading(path, false);
     if (!platform::Fs().ReadFile(path, &bytes).ok()) return false;
   } catch (const std::exception&) {
     return false;  // too large for memory

@@ -102,6 +102,7 @@ void AppointmentReal::NotifyChange() {
   changed_ = true;
   CalendarPtr calendar = Require(OwnerCalendar());
   calendar->Internal().reach.PeriodsChanged();
+  calendar->Internal().own_changes.insert(file_);
   calendar->Internal().Notifier().NotifyDoChange(core::InstanceID(), *this, calendar->Path());
   RaiseChange(*calendar);
 }

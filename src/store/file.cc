@@ -129,6 +129,7 @@ bool File::Load() {
     calendar->Internal().Notifier().NotifyBeforeLoadFile(core::InstanceID(), file_long_,
                                                          calendar->Path());
     std::string bytes;
+    const platform::FolderLock reading(file_path_, false);
     if (platform::Fs().ReadFile(file_path_, &bytes).ok() &&
         store::DecodeMonthFileInto(bytes, file_long_, calendar, ListOf(appointments_)).ok) {
       return true;
@@ -187,6 +188,7 @@ void File::SaveFile() {
                                 changed_ = false;
                                 const CalendarPtr calendar = Calendar();
                                 if (!calendar) throw Error(ErrorNumber::kObjectNotSet);
+                                calendar->Internal().own_changes.erase(file_long_);
                                 calendar->Internal().Notifier().NotifySaved(
                                     core::InstanceID(), file_long_, calendar->Path());
                               },

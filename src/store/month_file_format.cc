@@ -194,6 +194,36 @@ std::string EncodeMonthFile(const Appointments& list) {
   return bytes;
 }
 
+std::string EncodeAppointmentRecord(const Appointment& appointment) {
+  std::string bytes;
+  FieldWriter out(bytes);
+  // The writer only reads, through members that are not marked const.
+  Appointment& a = const_cast<Appointment&>(appointment);
+  out.Byte(kRealRecord);
+  out.Long(a.OutsideID());
+  WriteReal(out, a);
+  return bytes;
+}
+
+AppointmentRealPtr DecodeAppointmentRecord(std::string_view bytes, int32_t fileLong,
+                                           std::string* problem) {
+  FieldReader in(bytes);
+  try {
+    if (in.Byte() != kRealRecord) throw Malformed{"the record is no real appointment"};
+    const int32_t id = in.Long();
+    AppointmentPtr record = ReadReal(in, kMonthFileVersion, id, fileLong, nullptr);
+    if (!in.AtEnd()) {
+      throw Malformed{std::to_string(in.Remaining()) + " bytes follow the appointment's record"};
+    }
+    return std::static_pointer_cast<AppointmentReal>(record);
+  } catch (const Malformed& fault) {
+    if (problem) *problem = fault.what;
+  } catch (const std::exception& fault) {
+    if (problem) *problem = fault.what();
+  }
+  return nullptr;
+}
+
 }  // namespace orncal::store
 
 namespace orncal {

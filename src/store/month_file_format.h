@@ -47,4 +47,14 @@ DecodeResult DecodeMonthFileInto(std::string_view bytes, int32_t fileLong, const
 // real appointment without a period, a text beyond 2 GB).
 std::string EncodeMonthFile(const Appointments& list);
 
+// One real appointment as a record of the current version (type, number,
+// fields), as the messages between processes carry it. Raises
+// orncal::Error as EncodeMonthFile does.
+std::string EncodeAppointmentRecord(const Appointment& appointment);
+// Reads a record of a real appointment of the current version that fills
+// `bytes` exactly, giving it `fileLong` as its File; nullptr (with
+// `problem` said) for anything else.
+AppointmentRealPtr DecodeAppointmentRecord(std::string_view bytes, int32_t fileLong,
+                                           std::string* problem);
+
 }  // namespace orncal::store

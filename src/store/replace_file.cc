@@ -14,10 +14,6 @@ std::string FreeBackupName(platform::FileSystem& fs, const std::string& path) {
 bool ReplaceFile(const std::string& path, std::string_view bytes, const ReplaceOptions& options) {
   platform::FileSystem& fs = platform::Fs();
   std::string backup;
-  if (fs.Exists(path)) {
-    backup = FreeBackupName(fs, path);
-    if (!fs.Rename(path, backup).ok()) return false;
-  }
   // Puts the old file back.
   auto restore = [&] {
     if (!backup.empty()) {
@@ -26,23 +22,32 @@ bool ReplaceFile(const std::string& path, std::string_view bytes, const ReplaceO
     }
     return false;
   };
-
-  std::unique_ptr<platform::WritableFile> out;
-  if (!fs.NewWritableFile(path, &out).ok()) return restore();
-  platform::Status written = out->Append(bytes);
-  if (written.ok()) written = out->Sync();
-  const platform::Status closed = out->Close();
-  if (!written.ok() || !closed.ok()) {
-    // Without an old file to put back, the torn new one goes, so that no
-    // half file is read later.
-    if (backup.empty() && fs.Exists(path)) fs.Remove(path);
-    return restore();
+  {
+    // No other process reads the file while it is away or half written.
+    // The lock is not held while the commit talks to other processes.
+    const platform::FolderLock writing(path, true);
+    if (fs.Exists(path)) {
+      backup = FreeBackupName(fs, path);
+      if (!fs.Rename(path, backup).ok()) return false;
+    }
+    std::unique_ptr<platform::WritableFile> out;
+    if (!fs.NewWritableFile(path, &out).ok()) return restore();
+    platform::Status written = out->Append(bytes);
+    if (written.ok()) written = out->Sync();
+    const platform::Status closed = out->Close();
+    if (!written.ok() || !closed.ok()) {
+      // Without an old file to put back, the torn new one goes, so that no
+      // half file is read later.
+      if (backup.empty() && fs.Exists(path)) fs.Remove(path);
+      return restore();
+    }
   }
 
   if (options.Commit) {
     try {
       options.Commit();
     } catch (const std::exception&) {
+      const platform::FolderLock writing(path, true);
       return restore();
     }
   }

@@ -173,6 +173,7 @@ void Task::NotifyChange() {
   changed_ = true;
   if (id_ == 0) return AddToCalendar();
   CalendarPtr calendar = RequireCalendar();
+  calendar->Internal().own_task_changes = true;
   calendar->Internal().Notifier().NotifyDoChangeTask(core::InstanceID(), *this, calendar->Path());
 }
 
@@ -192,6 +193,7 @@ void Task::SetRemindAt(Date value) {
     reminder->Remove();
     // The task file must learn that the reminder is gone.
     changed_ = true;
+    RequireCalendar()->Internal().own_task_changes = true;
     return;
   }
   if (connected_) {
@@ -204,6 +206,7 @@ void Task::SetRemindAt(Date value) {
     connected_->AfterDateTimeChange();
     // A move to another month gives the reminder another file and number.
     changed_ = true;
+    RequireCalendar()->Internal().own_task_changes = true;
     return;
   }
   // The reminder carries the task's ID, so the task needs one first.
@@ -219,6 +222,7 @@ void Task::SetRemindAt(Date value) {
                    std::to_string(id_));
   reminder->AfterDateTimeChange();
   changed_ = true;
+  RequireCalendar()->Internal().own_task_changes = true;
 }
 
 // ------------------------------------------------------------ life

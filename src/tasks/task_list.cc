@@ -54,6 +54,11 @@ void Calendar::LoadTasks() {
   auto list = std::make_shared<Collection<TaskPtr>>();
   s.tasks = list;
   s.tasks_load_failed = false;
+  s.tasks_loading = true;
+  struct Loaded {
+    bool& loading;
+    ~Loaded() { loading = false; }
+  } loaded{s.tasks_loading};
   const std::string& path = s.tasks_file_path;
   auto fail = [&] {
     s.tasks_load_failed = true;
@@ -67,10 +72,11 @@ void Calendar::LoadTasks() {
     return fail();
   }
   platform::FileSystem& fs = platform::Fs();
-  if (!fs.Exists(path)) return;
   TaskFileContents contents;
   try {
     std::string bytes;
+    const platform::FolderLock reading(path, false);
+    if (!fs.Exists(path)) return;
     if (!fs.ReadFile(path, &bytes).ok()) return fail();
     contents = DecodeTaskFile(bytes);
   } catch (const std::exception&) {
@@ -101,6 +107,7 @@ void Calendar::SaveTasks() {
                          {.Commit =
                               [&] {
                                 s.tasks_changed = false;
+                                s.own_task_changes = false;
                                 s.Notifier().NotifyTasksSaved(core::InstanceID(), s.path);
                               },
                           // A list that could not be read whole is written from what was read:
@@ -133,6 +140,7 @@ void Calendar::AddTask(const TaskPtr& task, bool Silent) {
   if (!Silent) task->SetID(tasks::DrawTaskID(*s.tasks));
   s.tasks->Add(task);
   s.tasks_changed = true;
+  if (!Silent) s.own_task_changes = true;
   if (!Silent) s.Notifier().NotifyDoAddTask(core::InstanceID(), *task, s.path);
   RaiseTasksChange(*this);
 }
@@ -148,6 +156,7 @@ void Calendar::RemoveTask(const orncal::Task& task, bool Silent) {
     }
   }
   s.tasks_changed = true;
+  if (!Silent) s.own_task_changes = true;
   if (!Silent) s.Notifier().NotifyDoDeleteTask(core::InstanceID(), task, s.path);
   RaiseTasksChange(*this);
 }

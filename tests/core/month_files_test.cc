@@ -230,8 +230,11 @@ TEST_F(MonthCacheTest, SaveWritesChangedFilesInCacheOrderAndReleaseSaves) {
   calendar->GetMonthFile(MonthRef{.Month = 5, .Year = 2008});  // the present month: changed
   july->SetChanged(true);
   calendar->Release();  // the shared calendar saves and keeps its cache
+  // Before a month is made in memory, the others are asked to write theirs.
   EXPECT_EQ(notifier_->sent,
-            (std::vector<std::string>{"Saved 200807", "Saved 200805", "SRTChanged"}));
+            (std::vector<std::string>{"BeforeLoadFile 200807", "BeforeLoadFile 200806",
+                                      "BeforeLoadFile 200805", "Saved 200807", "Saved 200805",
+                                      "SRTChanged"}));
   EXPECT_FALSE(PathExists(DataFile("200806.xmf")));
   EXPECT_TRUE(PathExists(DataFile("SpRmdTim.ini")));
   EXPECT_EQ(calendar->Files()->Count(), 3);

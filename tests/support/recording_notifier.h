@@ -28,7 +28,7 @@ class RecordingNotifier : public core::SilentNotifierServer {
   using P = const std::string&;  // the calendar's Path
   using A = const Appointment&;
   using T = const Task&;
-  void RegisterCalendar(int32_t id, P p) override {
+  void RegisterCalendar(int32_t& id, P p) override {
     registered.push_back(id);
     last_path = p;
   }

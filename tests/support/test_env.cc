@@ -74,6 +74,8 @@ CalendarTest::CalendarTest()
     : clock_(std::make_shared<ManualClock>(DateFromParts(2008, 5, 14) + TimeFromParts(10, 0, 0))),
       clock_before_(SetClock(clock_)) {
   core::ResetStartupForTesting();
+  // The calendar of a test works alone.
+  UseNotifier(false);
   platform::SetShellFolderHook([dir = app_data_](int32_t folder) -> std::optional<std::string> {
     if (folder == platform::kCsidlAppData) return dir;
     return std::nullopt;

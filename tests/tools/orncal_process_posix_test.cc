@@ -1,16 +1,26 @@
 // orncal run as a user runs it: a process of its own, on a data folder the
-// test prepares (byte by byte, or through the library), with HOME moved
-// into the test's folder so that nothing outside it can be touched.
+// test prepares (byte by byte, through the library or through orncal), with
+// HOME moved into the test's folder so that nothing outside it can be
+// touched, the clock at 2008-05-14 10:00 (ORNCAL_NOW) and, but for watch, no
+// notifier.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <signal.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "commands.h"
@@ -45,22 +55,56 @@ std::map<std::string, std::string> Snapshot(const std::string& root) {
   return found;
 }
 
+// The environment of a child: HOME in the test's folder, the clock fixed.
+void PrepareChild(const std::string& home, const std::map<std::string, std::string>& env) {
+  setenv("HOME", home.c_str(), 1);
+  unsetenv("XDG_DATA_HOME");
+  unsetenv("NO_COLOR");
+  setenv("ORNCAL_NOW", "2008-05-14T10:00", 1);
+  setenv("ORNCAL_NOTIFIER", "off", 1);
+  for (const auto& [name, value] : env)
+    setenv(name.c_str(), value.c_str(), 1);
+}
+
+std::vector<char*> Argv(std::vector<std::string>& args) {
+  args.insert(args.begin(), ORNCAL_EXE);
+  std::vector<char*> argv;
+  for (std::string& arg : args)
+    argv.push_back(arg.data());
+  argv.push_back(nullptr);
+  return argv;
+}
+
+int ExitStatus(int status) {
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// The names of an object's fields, in order.
+std::string Keys(const Json& object) {
+  std::string keys;
+  for (const auto& [key, value] : object.items())
+    keys += (keys.empty() ? "" : ",") + key;
+  return keys;
+}
+
+const char* const kEntryKeys =
+    "type,file,id,outside_file,outside_id,title,notes,category,project,all_day,remind,"
+    "remind_at,flags,color,date_time_type,start,end,series,tags";
+const char* const kTaskKeys =
+    "id,completed,title,notes,project,start,planned_end,completed_at,remind_at,"
+    "appointment_file,appointment_id";
+
 class OrncalProcess : public testing::CalendarTest {
  protected:
   std::string Home() const { return Join(temp_.path(), "home"); }
 
   // Runs orncal in the test's folder.
-  Outcome Run(std::vector<std::string> args) {
-    args.insert(args.begin(), ORNCAL_EXE);
-    std::vector<char*> argv;
-    for (std::string& arg : args)
-      argv.push_back(arg.data());
-    argv.push_back(nullptr);
+  Outcome Run(std::vector<std::string> args, const std::map<std::string, std::string>& env = {}) {
+    std::vector<char*> argv = Argv(args);
     const std::string out = Join(io_.path(), "out"), err = Join(io_.path(), "err");
     const pid_t child = fork();
     if (child == 0) {
-      setenv("HOME", Home().c_str(), 1);
-      unsetenv("XDG_DATA_HOME");
+      PrepareChild(Home(), env);
       if (std::freopen(out.c_str(), "w", stdout) && std::freopen(err.c_str(), "w", stderr) &&
           chdir(temp_.path().c_str()) == 0) {
         execv(argv[0], argv.data());
@@ -69,13 +113,43 @@ class OrncalProcess : public testing::CalendarTest {
     }
     int status = 0;
     if (child < 0 || waitpid(child, &status, 0) != child) return {};
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
-            testing::ReadBytes(out), testing::ReadBytes(err)};
+    return {ExitStatus(status), testing::ReadBytes(out), testing::ReadBytes(err)};
   }
   // orncal on this test's data folder.
-  Outcome RunHere(std::vector<std::string> args) {
+  Outcome RunHere(std::vector<std::string> args,
+                  const std::map<std::string, std::string>& env = {}) {
     args.insert(args.begin(), {"--data-home", app_data_});
-    return Run(args);
+    return Run(args, env);
+  }
+  // The output of a command that must succeed without a word on stderr.
+  std::string Ok(std::vector<std::string> args) {
+    const Outcome outcome = RunHere(args);
+    EXPECT_EQ(outcome.status, 0) << ::testing::PrintToString(args) << outcome.err;
+    EXPECT_EQ(outcome.err, "") << ::testing::PrintToString(args);
+    return outcome.out;
+  }
+  // orncal on this test's data folder under a pseudo-terminal: what the
+  // terminal showed.
+  std::string OnTerminal(std::vector<std::string> args,
+                         const std::map<std::string, std::string>& env = {}) {
+    args.insert(args.begin(), {"--data-home", app_data_});
+    std::vector<char*> argv = Argv(args);
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0) {
+      PrepareChild(Home(), env);
+      execv(argv[0], argv.data());
+      _exit(127);
+    }
+    std::string shown;
+    char buffer[4096];
+    for (ssize_t n; child > 0 && (n = read(terminal, buffer, sizeof buffer)) > 0;)
+      shown.append(buffer, static_cast<size_t>(n));
+    int status = 0;
+    if (child > 0) waitpid(child, &status, 0);
+    if (terminal >= 0) close(terminal);
+    EXPECT_EQ(ExitStatus(status), 0) << shown;
+    return shown;
   }
 
   // May holds a trip into June, June a link to it, July is garbage.
@@ -117,10 +191,8 @@ TEST_F(OrncalProcess, ListsAndDumpsFilesWrittenByteByByteAndWritesNothing) {
             "START             END               TITLE     FLAGS\n"
             "2008-05-29 10:00  2008-05-29 11:00  Zahnarzt  0\n"
             "2008-05-30 08:00  2008-06-02 18:00  Reise     0\n");
-  // A period ending before it starts meets nothing; no error.
-  Outcome reversed = RunHere({"list", "--from", "2008-06-01", "--to", "2008-05-01", "--json"});
-  EXPECT_EQ(reversed.status, 0);
-  EXPECT_EQ(reversed.out, "{\n  \"appointments\": []\n}\n");
+  Outcome empty = RunHere({"list", "--from", "2008-06-01", "--to", "2008-06-01", "--json"});
+  EXPECT_EQ(empty.out, "{\n  \"appointments\": []\n}\n");
   // A month file that fails to load: the query answers what it could read,
   // the calendar's message is the one line on stderr, and the command fails.
   Outcome broken = RunHere({"list", "--from", "2008-07-01", "--to", "2008-07-02"});
@@ -163,9 +235,8 @@ TEST_F(OrncalProcess, AgreesWithTheLibraryOnWhatItSaved) {
   for (const char* extra : {"--sort", "--no-separate-serials", "--remove-doubles"}) {
     std::vector<const char*> argv{"orncal", "list",       "--from", "2008-05-01",
                                   "--to",   "2008-07-15", "--json", extra};
-    std::ostringstream expected;
-    RunList(*calendar, *ParseCommandLine(static_cast<int>(argv.size()), argv.data()).List,
-            expected);
+    std::ostringstream expected, none;
+    ASSERT_EQ(cli::Run(static_cast<int>(argv.size()), argv.data(), expected, none), 0);
     Outcome child = RunHere({argv.begin() + 1, argv.end()});
     ASSERT_EQ(child.status, 0) << child.err;
     EXPECT_EQ(child.out, expected.str()) << extra;
@@ -218,32 +289,83 @@ TEST_F(OrncalProcess, DumpsTheTaskFileByNameOrContentAndListsColours) {
 
 TEST_F(OrncalProcess, BadArgumentsFailWithOneLineAndTouchNothing) {
   WriteMonthFiles();
+  StartCalendar()->Categories()->Add("Arzt");
+  StartCalendar()->Categories()->Save();
   const std::string fresh = Join(temp_.path(), "fresh");
   const auto before = Snapshot(temp_.path());
   const std::string here = app_data_, may = "2008-05-01", june = "2008-06-01";
-  // The arguments, and what the message must name.
+  // The arguments (on the test's data folder unless they say otherwise),
+  // and what the message must name.
   const std::vector<std::pair<std::vector<std::string>, std::string>> bad = {
-      {{"--data-home", here, "list", "--from", may, "--to", june, "--bogus"}, "--bogus"},
-      {{"--data-home", here, "list", "--from", may, "--to", "2008-13-01"}, "'2008-13-01'"},
-      {{"--data-home", here, "list", "--from", may}, "--to"},
-      {{"--data-home", here, "list", "--from", may, "--to", june, "--not-flags", "one"}, "'one'"},
-      {{"--data-home", fresh, "list", "--from", "2008-05-01T25:00", "--to", june}, "T25:00"},
-      {{"--data-home", fresh}, "subcommand"},
-      {{"--data-home"}, "--data-home"},
-      {{"dump"}, "PATH"},
-      {{"dump", DataFile("200808.xmf")}, "200808.xmf"},
-      {{"dump", DataFile("200807.xmf")}, "200807.xmf"},
-      {{"dump", DataFolder()}, "not a regular file"},
-      // A data home below a file: no data folder can be made there.
-      {{"--data-home", DataFile("200805.xmf"), "list", "--from", may, "--to", june},
-       "cannot be made"},
+      {{"list", "--from", may, "--to", june, "--bogus"}, "--bogus"},
+      {{"list", "--from", may, "--to", "2008-13-01"}, "'2008-13-01'"},
+      {{"list", "--from", june, "--to", may}, "ends before it starts"},
+      {{"list", "--from", may}, "--to"},
+      {{"list", "--from", may, "--to", june, "--not-flags", "one"}, "'one'"},
+      {{"frobnicate"}, "unknown command 'frobnicate'; the commands are: list, agenda"},
+      {{"task", "frob"}, "unknown task command 'frob'"},
+      {{"category"}, "category: say which: add, list"},
+      {{"agenda", "--from", "someday"}, "'someday'"},
+      {{"agenda", "--days", "0"}, "--days"},
+      {{"month", "2008-13"}, "'2008-13'"},
+      {{"add", "X", "--start", "2008-05-14T25:00"}, "no such time of day"},
+      {{"add", "X", "--start", "friday", "--end", "thursday"}, "ends before it starts"},
+      {{"add", "X", "--start", "friday 10:00", "--all-day"}, "without a time of day"},
+      {{"add", "X", "--start", "friday", "--remind", "soon"}, "'soon'"},
+      {{"add-series", "X", "--mode", "daily", "--from", june, "--until", may, "--all-day"},
+       "ends before it starts"},
+      {{"add-series", "X", "--mode", "weekly", "--from", may, "--eternal", "--all-day", "--m", "1"},
+       "does not use it"},
+      {{"show", "200805/9"}, "no appointment 200805/9"},
+      {{"show", "200806/1"}, "is a link to 200805/2"},
+      {{"edit", "200805/9", "--title", "Y"}, "no appointment 200805/9"},
+      {{"move", "200805/9", "--start", "friday"}, "no appointment 200805/9"},
+      {{"move", "200805/1", "--start", "friday 10:00", "--end", "friday 9:00"}, "ends before"},
+      {{"delete", "200805/9"}, "no appointment 200805/9"},
+      {{"delete", "20080/1"}, "invalid appointment '20080/1'"},
+      {{"find", "Zahnarzt", "--direction", "2"}, "--direction"},
+      {{"task", "show", "42"}, "no open task 42"},
+      {{"task", "done", "42"}, "no open task 42"},
+      {{"task", "undo", "200805/1"}, "200805/1 is no completed task"},
+      {{"task", "add", "T", "--start", "friday", "--due", "thursday"}, "ends before it starts"},
+      {{"task", "remind", "42", "yesterday"}, "the moment has passed"},
+      {{"category", "add", "ARZT"}, "category 'ARZT' exists already"},
+      {{"category", "color", "Zahnarzt", "#FF0000"}, "no category 'Zahnarzt'"},
+      {{"category", "add", "Rot", "--color", "red"}, "invalid colour 'red'"},
+      {{"special-remind", "add", "200805/9", "friday"}, "no appointment 200805/9"},
+      {{"special-remind", "add", "200805/1", "yesterday"}, "the moment has passed"},
+      {{"special-remind", "remove", "200805/1"}, "no extra reminder of 200805/1"},
+      {{"remind", "--at", "friday", "--watch", "5"}, "do not go together"},
+      // A month file that cannot be read: the message is the calendar's, and
+      // nothing is saved over it.
+      {{"add", "X", "--start", "2008-07-01T10:00"}, "200807.xmf\" konnte nicht geladen werden."},
+      {{"demo"}, "holds calendar files already"},
   };
-  for (const auto& [args, named] : bad) {
+  for (auto [args, named] : bad) {
+    SCOPED_TRACE(::testing::PrintToString(args));
+    Outcome outcome = RunHere(args);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err.rfind("orncal: ", 0), 0u) << outcome.err;
+    EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+    EXPECT_NE(outcome.err.find(named), std::string::npos) << outcome.err;
+  }
+  // Not even the data folder is made for a bad argument.
+  for (auto [args, named] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+           {{"--data-home", fresh, "add", "X", "--start", "2008-02-30"}, "no such day"},
+           {{"--data-home", fresh}, "no command given"},
+           {{"--data-home"}, "--data-home"},
+           {{"dump"}, "PATH"},
+           {{"dump", DataFile("200808.xmf")}, "200808.xmf"},
+           {{"dump", DataFile("200807.xmf")}, "200807.xmf"},
+           {{"dump", DataFolder()}, "not a regular file"},
+           {{"dump", "/dev/zero"}, "not a regular file"},
+           // A data home below a file: no data folder can be made there.
+           {{"--data-home", DataFile("200805.xmf"), "agenda"}, "cannot be made"}}) {
     SCOPED_TRACE(::testing::PrintToString(args));
     Outcome outcome = Run(args);
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err.rfind("orncal: ", 0), 0u) << outcome.err;
     EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
     EXPECT_NE(outcome.err.find(named), std::string::npos) << outcome.err;
   }
@@ -252,19 +374,267 @@ TEST_F(OrncalProcess, BadArgumentsFailWithOneLineAndTouchNothing) {
   EXPECT_FALSE(testing::PathExists(Home()));
 }
 
-TEST_F(OrncalProcess, HelpAndARelativeDataHome) {
+// A data folder the process cannot write into (a folder of /proc, where not
+// even root may make files): the save fails with the calendar's message.
+TEST_F(OrncalProcess, AFailedSaveIsAFailedCommand) {
+  const std::string folder = "/proc/self/fdinfo";
+  if (std::FILE* probe = std::fopen((folder + "/200805.xmf").c_str(), "wb")) {
+    std::fclose(probe);
+    GTEST_SKIP() << folder << " can be written here";
+  }
+  std::filesystem::create_directories(Join(app_data_, "Ornavel/Calendar"));
+  std::filesystem::create_directory_symlink(folder, Join(app_data_, "Ornavel/Calendar/files"));
+  const auto before = Snapshot(temp_.path());
   for (const std::vector<std::string>& args :
-       std::vector<std::vector<std::string>>{{"--help"}, {"list", "--help"}, {"dump", "-h"}}) {
+       std::vector<std::vector<std::string>>{{"add", "X", "--start", "friday 10:00"},
+                                             {"task", "add", "T"},
+                                             {"category", "add", "Arzt"},
+                                             {"demo"}}) {
+    Outcome outcome = RunHere(args);
+    EXPECT_EQ(outcome.status, 1) << ::testing::PrintToString(args);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << outcome.err;
+    EXPECT_TRUE(outcome.err.find("konnte nicht gespeichert werden") != std::string::npos ||
+                outcome.err.find("could not be written") != std::string::npos)
+        << outcome.err;
+  }
+  EXPECT_EQ(Snapshot(temp_.path()), before);
+}
+
+TEST_F(OrncalProcess, HelpVersionAndARelativeDataHome) {
+  for (const std::vector<std::string>& args :
+       std::vector<std::vector<std::string>>{{"--help"},
+                                             {"list", "--help"},
+                                             {"dump", "-h"},
+                                             {"help"},
+                                             {"help", "task", "add"},
+                                             {"add-series", "--help"},
+                                             {"task", "--help"}}) {
     Outcome outcome = Run(args);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.out.find("Usage: orncal"), std::string::npos) << outcome.out;
     EXPECT_EQ(outcome.err, "");
   }
+  EXPECT_NE(Run({"help", "task", "add"}).out.find("Usage: orncal task add"), std::string::npos);
+  EXPECT_NE(Run({"add-series", "--help"}).out.find("weekday-in-year-month  as weekday-in-month"),
+            std::string::npos);
+  EXPECT_EQ(Run({"--version"}).out.rfind("orncal ", 0), 0u);
   // Taken from the working folder, not ignored for being relative.
-  EXPECT_EQ(
-      Run({"--data-home", "rel", "list", "--from", "2008-05-01", "--to", "2008-05-02"}).status, 0);
+  EXPECT_EQ(Run({"--data-home", "rel", "agenda"}).status, 0);
   EXPECT_TRUE(testing::PathExists(Join(Join(Join(temp_.path(), "rel"), "Ornavel"), "Calendar")));
   EXPECT_FALSE(testing::PathExists(Home()));
+}
+
+// A person's week: the demo calendar, then adding, moving, a task done, and
+// the JSON of what they look up, field by field as documented.
+TEST_F(OrncalProcess, FromTheDemoToATaskDone) {
+  EXPECT_NE(Ok({"demo"}).find("A demo calendar is in"), std::string::npos);
+  const std::string agenda = Ok({"agenda"});
+  for (const char* seen : {"Wed 2008-05-14 (today)",
+                           "Lunch with J\xC3\xBC"
+                           "rgen",
+                           "Team meeting", "Anna's birthday", "Tasks due", "Write the quarterly"}) {
+    EXPECT_NE(agenda.find(seen), std::string::npos) << seen << "\n" << agenda;
+  }
+  EXPECT_NE(Ok({"month"}).find("14(2)"), std::string::npos);
+
+  // What the files cannot hold is stored as '?', and the user is told.
+  const Outcome added = RunHere({"add", "Zahnarzt \xE2\x98\x95", "--start", "friday 14:00", "--end",
+                                 "friday 15:00", "--category", "Health", "--remind", "-900"});
+  EXPECT_EQ(added.status, 0);
+  EXPECT_EQ(added.err,
+            "orncal: warning: title: characters outside Windows-1252 cannot be stored and are "
+            "kept as '?'\n");
+  const std::string ref = added.out.substr(0, added.out.size() - 1);
+  Ok({"edit", ref, "--notes", "Kaffee"});
+  const std::string moved = Ok({"move", ref, "--start", "2008-06-03T09:00"});
+  EXPECT_EQ(moved.substr(0, 7), "200806/");
+
+  const Json found = Json::parse(Ok({"find", "ZAHNARZT ?", "--json"}));
+  EXPECT_EQ(Keys(found), kEntryKeys);
+  EXPECT_EQ(found["title"], "Zahnarzt ?");
+  EXPECT_EQ(found["notes"], "Kaffee");
+  EXPECT_EQ(found["start"], DateFromParts(2008, 6, 3) + 9 * kHour);
+  EXPECT_EQ(found["color"], 0x3539E5);
+  EXPECT_EQ(Json::parse(Ok({"find", "nobody", "--json"})), nullptr);
+  EXPECT_EQ(Ok({"find", "nobody"}), "not found\n");
+
+  const Json tasks = Json::parse(Ok({"task", "list", "--json"}));
+  EXPECT_EQ(Keys(tasks), "tasks");
+  ASSERT_EQ(tasks["tasks"].size(), 3u);
+  const Json& first = tasks["tasks"][0];
+  EXPECT_EQ(Keys(first), kTaskKeys);
+  EXPECT_EQ(first["title"], "Write the quarterly report");
+  EXPECT_EQ(first["remind_at"], DateFromParts(2008, 5, 16) + 9 * kHour);
+  const std::string done = Ok({"task", "done", std::to_string(first["id"].get<int32_t>())});
+  const Json completed =
+      Json::parse(Ok({"task", "show", done.substr(0, done.size() - 1), "--json"}));
+  EXPECT_EQ(completed["completed"], true);
+  EXPECT_EQ(completed["planned_end"], DateFromParts(2008, 5, 16) + 17 * kHour);
+  EXPECT_EQ(Json::parse(Ok({"task", "list", "--json"}))["tasks"].size(), 2u);
+
+  const Json categories = Json::parse(Ok({"category", "list", "--json"}));
+  EXPECT_EQ(Keys(categories), "categories");
+  EXPECT_EQ(categories["categories"][0], Json::parse(R"({"name": "Work", "color": 15042590,
+                                                         "rgb": "#1E88E5"})"));
+  Ok({"category", "add", "Arzt", "--color", "#ff0000"});
+  Ok({"category", "color", "work", "none"});
+  Ok({"category", "remove", "Sport"});
+  EXPECT_EQ(Ok({"category", "list"}),
+            "Work     none\nPrivate  #43A047\nHealth   #E53935\nArzt     #FF0000\n");
+
+  // The dentist of the demo reminds an hour early, and once more the
+  // evening before; each comes once.
+  Ok({"special-remind", "add", moved.substr(0, moved.size() - 1), "2008-06-02T20:00"});
+  EXPECT_NE(Ok({"special-remind", "list"}).find("2008-06-02 20:00"), std::string::npos);
+  const Json due = Json::parse(Ok({"remind", "--at", "2008-05-15T09:30", "--json"}));
+  EXPECT_EQ(Keys(due), "at,reminders");
+  ASSERT_EQ(due["reminders"].size(), 2u) << due;
+  EXPECT_EQ(Keys(due["reminders"][0]), kEntryKeys);
+  std::set<std::string> titles;
+  for (const Json& entry : due["reminders"])
+    titles.insert(entry["title"].get<std::string>());
+  EXPECT_EQ(titles, (std::set<std::string>{"Dentist"}));
+  EXPECT_EQ(Ok({"remind"}), "nothing due\n");
+
+  const Outcome check = RunHere({"check"});
+  EXPECT_EQ(check.status, 0) << check.err;
+  EXPECT_NE(check.out.find("tasks.xtf     ok, 2 tasks"), std::string::npos) << check.out;
+}
+
+// The commands the walk above leaves out, each once as a user types it.
+TEST_F(OrncalProcess, EveryOtherCommandOnce) {
+  const std::string series = Ok({"add-series", "Chor", "--mode", "weekday-in-month", "--m", "-1",
+                                 "--weekdays", "thu", "--from", "today", "--until", "2008-12-31",
+                                 "--time", "19:30-21:00", "--category", "Privat"});
+  EXPECT_EQ(series, "200805/1\n");
+  EXPECT_NE(Ok({"show", "200805/1"})
+                .find("series       weekday-in-month, every 1, m -1, on thu, "
+                      "19:30-21:00, from 2008-05-01 until 2008-12-31"),
+            std::string::npos);
+  EXPECT_NE(Ok({"agenda", "--from", "2008-05-29", "--days", "1"}).find("19:30-21:00  Chor"),
+            std::string::npos);
+  const std::string task = Ok({"task", "add", "Noten kaufen", "--due", "friday"});
+  const std::string id = task.substr(0, task.size() - 1);
+  Ok({"task", "edit", id, "--due", "saturday", "--notes", "Bach"});
+  Ok({"task", "remind", id, "friday 9:00"});
+  EXPECT_NE(Ok({"task", "show", id}).find("reminder     2008-05-16 09:00"), std::string::npos);
+  Ok({"task", "remind", id, "off"});
+  const std::string done = Ok({"task", "done", id});
+  const std::string again = Ok({"task", "undo", done.substr(0, done.size() - 1)});
+  Ok({"task", "remove", again.substr(0, again.size() - 1)});
+  EXPECT_EQ(Ok({"task", "list"}), "no open tasks\n");
+  Ok({"special-remind", "add", "200805/1", "2008-05-29T18:00"});
+  Ok({"special-remind", "remove", "200805/1", "2008-05-29T18:00"});
+  EXPECT_EQ(Ok({"special-remind", "list"}), "no extra reminders\n");
+  Ok({"delete", "200805/1"});
+  EXPECT_EQ(Ok({"list", "--from", "2008-05-01", "--to", "2009-01-01"}), "no appointments\n");
+  // A save that did not finish: the old file as the backup, the new one cut
+  // short.
+  std::filesystem::copy_file(DataFile("200805.xmf"), DataFile("200805.xmf.1"));
+  testing::WriteBytes(DataFile("200805.xmf"), "\x13");
+  EXPECT_EQ(RunHere({"check"}).status, 1);
+  EXPECT_NE(Ok({"check", "--repair"}).find("put back from 200805.xmf.1"), std::string::npos);
+}
+
+// Colours and the highlight of today reach a terminal, not a pipe, and not
+// a terminal when NO_COLOR is set.
+TEST_F(OrncalProcess, ColoursOnlyOnATerminal) {
+  Ok({"demo"});
+  for (const char* command : {"agenda", "month"}) {
+    EXPECT_EQ(RunHere({command}).out.find('\x1b'), std::string::npos) << command;
+    EXPECT_EQ(OnTerminal({command}, {{"NO_COLOR", "1"}}).find('\x1b'), std::string::npos);
+  }
+  const std::string agenda = OnTerminal({"agenda"}, {{"COLORTERM", "truecolor"}});
+  EXPECT_NE(agenda.find("\x1b[1mWed 2008-05-14 (today)\x1b[0m"), std::string::npos) << agenda;
+  EXPECT_NE(agenda.find("\x1b[38;2;30;136;229mWork\x1b[0m"), std::string::npos) << agenda;
+  EXPECT_NE(OnTerminal({"month"}).find("\x1b[7m14\x1b[0m"), std::string::npos);
+}
+
+// remind --watch polls until it is told to stop, hands out what falls due
+// meanwhile, and keeps the moment it reached for the next poll.
+TEST_F(OrncalProcess, RemindWatchRunsUntilStopped) {
+  // The clock starts at 10:00 and runs on: this reminder falls due within
+  // the first seconds.
+  Ok({"add", "Gleich", "--start", "2008-05-14T10:00:02", "--remind", "0"});
+  const std::string out = Join(io_.path(), "watch");
+  std::vector<std::string> args{"--data-home", app_data_, "remind", "--watch", "1", "--json"};
+  std::vector<char*> argv = Argv(args);
+  const pid_t child = fork();
+  if (child == 0) {
+    PrepareChild(Home(), {});
+    if (std::freopen(out.c_str(), "w", stdout)) execv(argv[0], argv.data());
+    _exit(127);
+  }
+  ASSERT_GT(child, 0);
+  std::string seen;
+  for (int i = 0; i < 100 && seen.find('\n') == std::string::npos; ++i) {
+    usleep(100000);
+    seen = testing::ReadBytes(out);
+  }
+  kill(child, SIGTERM);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(ExitStatus(status), 0);
+  const Json due = Json::parse(seen.substr(0, seen.find('\n')));
+  EXPECT_EQ(due["reminders"][0]["title"], "Gleich");
+  EXPECT_EQ(Ok({"remind"}), "nothing due\n");
+}
+
+// watch prints the changes other processes make, through the notifier,
+// until it is stopped; without a notifier it says it cannot.
+TEST_F(OrncalProcess, WatchPrintsWhatOtherProcessesChange) {
+  const Outcome alone = RunHere({"watch"});
+  EXPECT_EQ(alone.status, 1);
+  EXPECT_NE(alone.err.find("watch: no notifier serves this calendar"), std::string::npos);
+
+  const std::string runtime = Join(temp_.path(), "run");
+  std::filesystem::create_directories(runtime);
+  const std::map<std::string, std::string> env{{"XDG_RUNTIME_DIR", runtime},
+                                               {"ORNCAL_NOTIFIER", ORNCAL_NOTIFIER_PROGRAM},
+                                               {"ORNCAL_NOTIFIER_LINGER_MS", "100"}};
+  const std::string out = Join(io_.path(), "watch");
+  std::vector<std::string> args{"--data-home", app_data_, "watch"};
+  std::vector<char*> argv = Argv(args);
+  const pid_t child = fork();
+  if (child == 0) {
+    PrepareChild(Home(), env);
+    if (std::freopen(out.c_str(), "w", stdout)) execv(argv[0], argv.data());
+    _exit(127);
+  }
+  ASSERT_GT(child, 0);
+  // Waits until the watch has printed `lines` lines.
+  const auto printed = [&](size_t lines) {
+    std::string seen;
+    for (int i = 0; i < 200; ++i) {
+      seen = testing::ReadBytes(out);
+      if (static_cast<size_t>(std::count(seen.begin(), seen.end(), '\n')) >= lines) break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return seen;
+  };
+  EXPECT_EQ(printed(1), "watching " + DataFolder() + "; Ctrl-C ends\n");
+  EXPECT_EQ(RunHere({"add", "X", "--start", "friday 10:00"}, env).status, 0);
+  EXPECT_EQ(RunHere({"task", "add", "T"}, env).status, 0);
+  const std::string seen = printed(3);
+  kill(child, SIGINT);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(ExitStatus(status), 0);
+  EXPECT_NE(seen.find("  appointments, categories or settings changed\n"), std::string::npos)
+      << seen;
+  EXPECT_NE(seen.find("  tasks changed\n"), std::string::npos) << seen;
+  // The notifier ends after its last calendar left (it holds its lock as
+  // long as it runs).
+  const std::string lock = runtime + "/orncalendar/notifier.lock";
+  bool ended = false;
+  for (int i = 0; i < 200 && !ended; ++i) {
+    const int fd = open(lock.c_str(), O_RDONLY | O_CLOEXEC);
+    ended = fd < 0 || flock(fd, LOCK_EX | LOCK_NB) == 0;
+    if (fd >= 0) close(fd);
+    if (!ended) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  EXPECT_TRUE(ended);
 }
 
 }  // namespace

@@ -1,25 +1,73 @@
 #include "commands.h"
 
-#include <CLI/CLI.hpp>
-#include <charconv>
-#include <cstdint>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <memory>
 
-#include "orncalendar/appointments.h"
-#include "orncalendar/date_time.h"
+#include "command_table.h"
 #include "orncalendar/error.h"
-#include "orncalendar/month_file.h"
+#include "orncalendar/ole_date.h"
 #include "orncalendar/platform.h"
-#include "orncalendar/task_file.h"
-#include "output.h"
-#include "when.h"
+#include "session.h"
+#include "text.h"
 
 namespace orncal::cli {
+
+const char* const kWhenHelp =
+    "WHEN is YYYY-MM-DD, today, tomorrow, yesterday or a weekday name (the next such day, "
+    "today included), each optionally followed by a time (T10:30, or a space and 10:30); or "
+    "now; or ole:NUMBER, a raw OLE date. Times are local wall-clock time.";
+
+When WhenOption(const std::string& text, std::string_view option) {
+  try {
+    return ParseWhen(text, CurrentClock().Now());
+  } catch (const std::invalid_argument& e) {
+    throw CommandError(std::string(option) + ": " + e.what());
+  }
+}
+
+Date DayOption(const std::string& text, std::string_view option) {
+  try {
+    return ParseDay(text, CurrentClock().Now());
+  } catch (const std::invalid_argument& e) {
+    throw CommandError(std::string(option) + ": " + e.what());
+  }
+}
+
+void AddQueryArgs(CLI::App* command, QueryArgs& args) {
+  command->add_flag("--no-separate-serials", args.NoSeparate,
+                    "A recurring appointment as a whole, not once per occurrence");
+  command->add_flag("--no-all-day", args.NoAllDay, "Leave out all-day appointments");
+  command->add_flag("--only-all-day", args.OnlyAllDay, "Only all-day appointments");
+  command->add_option("--flags", args.Flags, "Every bit of N must be set (default 0)")
+      ->type_name("N");
+  command->add_option("--not-flags", args.NotFlags, "No bit of N may be set (default 1: invisible)")
+      ->type_name("N");
+  command->add_option("--or-flags", args.OrFlags, "At least one bit of N must be set (0: no test)")
+      ->type_name("N");
+  command
+      ->add_option("--not-and-flags", args.NotAndFlags,
+                   "Not all bits of N may be set at once (0: no test)")
+      ->type_name("N");
+}
+
+void ReadMasks(const CLI::App* command, const QueryArgs& args, int32_t& flags, int32_t& notFlags,
+               int32_t& orFlags, int32_t& notAndFlags) {
+  const auto mask = [&](const std::string& text, const char* option, int32_t& field) {
+    if (command->count(option) > 0) field = ParseMask(text, option);
+  };
+  mask(args.Flags, "--flags", flags);
+  mask(args.NotFlags, "--not-flags", notFlags);
+  mask(args.OrFlags, "--or-flags", orFlags);
+  mask(args.NotAndFlags, "--not-and-flags", notAndFlags);
+}
+
 namespace {
 
-// Messages are printed as one line.
-std::string OneLine(std::string_view text) {
+// Messages of the argument parser are printed as one line.
+std::string Flatten(std::string_view text) {
   std::string line;
   for (char c : text) {
     if (c == '\r') continue;
@@ -30,135 +78,152 @@ std::string OneLine(std::string_view text) {
   return line;
 }
 
-Date ParseWhenOption(const std::string& text, std::string_view option) {
-  try {
-    return ParseWhen(text);
-  } catch (const std::invalid_argument& e) {
-    throw CommandError(std::string(option) + ": " + e.what());
-  }
+std::vector<const CLI::App*> Subcommands(const CLI::App& app) {
+  return app.get_subcommands(std::function<bool(const CLI::App*)>{});
 }
 
-// A path from UTF-8 text (the narrow form would be read in the ANSI code
-// page on Windows).
-std::filesystem::path Utf8Path(const std::string& text) {
-  return std::filesystem::path(std::u8string(text.begin(), text.end()));
+const CLI::App* FindSubcommand(const CLI::App& app, std::string_view name) {
+  for (const CLI::App* sub : Subcommands(app))
+    if (sub->get_name() == name) return sub;
+  return nullptr;
 }
 
-const char* const kWhenHelp =
-    "YYYY-MM-DD, YYYY-MM-DDTHH:MM, YYYY-MM-DDTHH:MM:SS (local time) or ole:NUMBER";
+std::string Names(const CLI::App& app) {
+  std::string names;
+  for (const CLI::App* sub : Subcommands(app))
+    names += (names.empty() ? "" : ", ") + sub->get_name();
+  return names;
+}
 
-// The file's bytes, refusing anything but a regular file of sensible size
-// (a device or a pipe could be endless).
-std::string ReadDataFile(const std::string& name) {
-  namespace fs = std::filesystem;
-  const fs::path path = Utf8Path(name);
-  std::error_code ec;
-  const fs::file_status status = fs::status(path, ec);
-  if (!fs::exists(status)) throw CommandError("cannot read '" + name + "': no such file");
-  if (!fs::is_regular_file(status)) {
-    throw CommandError("cannot read '" + name + "': not a regular file");
-  }
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw CommandError("cannot open '" + name + "'");
-  std::string bytes;
-  char buffer[1 << 16];
-  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
-    bytes.append(buffer, static_cast<size_t>(in.gcount()));
-    if (bytes.size() > kMaxDumpBytes) {
-      throw CommandError("'" + name + "' is too large for a data file (more than " +
-                         std::to_string(kMaxDumpBytes >> 20) + " MiB)");
+// Commands and groups of commands (task, category, ...) are checked by name
+// before the parser sees them, so that a word that is no command is called
+// one (the parser would call it an unexpected argument).
+void RefuseUnknownCommand(const CLI::App& app, int argc, const char* const* argv) {
+  const CLI::App* level = &app;
+  bool help = false;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view arg = argv[i];
+    if (arg == "-h" || arg == "--help" || arg == "--version") help = true;
+    if (arg == "--") break;
+    if (arg.starts_with("-")) {
+      // The parser says what is missing after an option without its value.
+      if (arg == "--data-home" && ++i == argc) return;
+      continue;
     }
+    const CLI::App* sub = FindSubcommand(*level, arg);
+    if (!sub) {
+      const std::string group = level == &app ? "" : level->get_name() + " ";
+      throw CommandError("unknown " + group + "command '" + OneLine(arg) + "'; the " + group +
+                         "commands are: " + Names(*level));
+    }
+    if (Subcommands(*sub).empty()) return;
+    level = sub;
   }
-  if (in.bad()) throw CommandError("cannot read '" + name + "'");
-  return bytes;
+  if (help) return;
+  if (level == &app) throw CommandError("no command given; the commands are: " + Names(app));
+  throw CommandError(level->get_name() + ": say which: " + Names(*level));
+}
+
+// The help of a command named by its words ("task add"), for `help`.
+std::string HelpOf(const CLI::App& app, const std::vector<std::string>& words) {
+  const CLI::App* target = &app;
+  std::string prefix;
+  for (const std::string& word : words) {
+    const CLI::App* sub = FindSubcommand(*target, word);
+    if (!sub) {
+      throw CommandError("help: unknown command '" + OneLine(word) +
+                         "'; the commands are: " + Names(*target));
+    }
+    prefix += (prefix.empty() ? "" : " ") + target->get_name();
+    target = sub;
+  }
+  return target == &app ? app.help() : target->help(prefix);
 }
 
 // XDG_DATA_HOME is only taken when absolute, so a relative folder is made
 // absolute first.
 void UseDataHome(const std::string& folder) {
   std::error_code ec;
-  const std::filesystem::path absolute = std::filesystem::absolute(Utf8Path(folder), ec);
+  const std::filesystem::path absolute = std::filesystem::absolute(
+      std::filesystem::path(std::u8string(folder.begin(), folder.end())), ec);
   if (ec) throw CommandError("--data-home: cannot use '" + folder + "': " + ec.message());
   const std::u8string text = absolute.u8string();
   UseApplicationDataFolder(std::string(text.begin(), text.end()));
 }
 
+// A clock that starts at a given moment and runs on with the real one.
+class ShiftedClock : public Clock {
+ public:
+  explicit ShiftedClock(Date start) : start_(start) {}
+  Date Now() const override {
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - began_;
+    return start_ + passed.count() / 86400.0;
+  }
+  double Timer() const override {
+    const Date now = Now();
+    return (now - std::floor(now)) * 86400.0;
+  }
+
+ private:
+  Date start_;
+  std::chrono::steady_clock::time_point began_ = std::chrono::steady_clock::now();
+};
+
+// Puts the clock of ORNCAL_NOW in place for the life of the object.
+class ClockFromEnvironment {
+ public:
+  ClockFromEnvironment() {
+    const char* text = std::getenv(kNowVariable);
+    if (!text || !*text) return;
+    Date start = 0;
+    try {
+      start = ParseWhen(text, CurrentClock().Now()).Value;
+    } catch (const std::invalid_argument& e) {
+      throw CommandError(std::string(kNowVariable) + ": " + e.what());
+    }
+    before_ = SetClock(std::make_shared<ShiftedClock>(start));
+    installed_ = true;
+  }
+  ~ClockFromEnvironment() {
+    if (installed_) SetClock(std::move(before_));
+  }
+
+ private:
+  std::shared_ptr<Clock> before_;
+  bool installed_ = false;
+};
+
 }  // namespace
 
-int32_t ParseMask(std::string_view text, std::string_view option) {
-  const auto refuse = [&]() -> CommandError {
-    return CommandError(std::string(option) + ": invalid mask '" + std::string(text) +
-                        "': expected a 32-bit number (decimal, or 0x and hex digits)");
-  };
-  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-  const std::string_view digits = hex ? text.substr(2) : text;
-  int64_t value = 0;
-  const char* end = digits.data() + digits.size();
-  // from_chars takes a leading minus but no plus; a hex number takes neither.
-  if (digits.empty() || (hex && digits.size() > 8) || (hex && digits[0] == '-')) throw refuse();
-  const auto result = std::from_chars(digits.data(), end, value, hex ? 16 : 10);
-  if (result.ec != std::errc() || result.ptr != end || value < INT32_MIN || value > UINT32_MAX) {
-    throw refuse();
-  }
-  return static_cast<int32_t>(static_cast<uint32_t>(value));
-}
-
 CommandLine ParseCommandLine(int argc, const char* const* argv) {
-  CLI::App app{"orncal: the calendar from the command line.", "orncal"};
+  CLI::App app{"orncal: the calendar in the terminal.", "orncal"};
   app.allow_windows_style_options(false);
   app.require_subcommand(1);
   app.fallthrough();
+  app.set_version_flag("--version", std::string("orncal ") + ORNCAL_VERSION);
+  app.footer(std::string(kWhenHelp) +
+             "\nExit status 0 on success, 1 on a usage error or a failed operation, with one "
+             "line on stderr. Run 'orncal help COMMAND' for a command's options and output.");
   std::string data_home;
   app.add_option("--data-home", data_home,
                  "Use DIR as the application-data folder: the data folder is "
                  "DIR/Ornavel/Calendar/files (sets XDG_DATA_HOME before the calendar starts)")
       ->type_name("DIR");
 
-  CLI::App* list = app.add_subcommand(
-      "list", "The appointments that meet the period [from, to), months ascending");
-  std::string from, to, flags, not_flags, or_flags, not_and_flags;
-  bool no_separate = false, no_all_day = false, only_all_day = false, use_remind = false;
-  bool remove_doubles = false, sort = false, list_json = false;
-  list->add_option("--from", from, std::string("Start of the period (included): ") + kWhenHelp)
-      ->required()
-      ->type_name("WHEN");
-  list->add_option("--to", to, "End of the period (excluded)")->required()->type_name("WHEN");
-  list->add_flag("--no-separate-serials", no_separate,
-                 "A recurring appointment once per month, not once per occurrence");
-  list->add_flag("--no-all-day", no_all_day, "Leave out all-day appointments");
-  list->add_flag("--only-all-day", only_all_day, "Only all-day appointments");
-  list->add_flag("--use-remind-time", use_remind,
-                 "Select by the remind moment; only appointments that remind");
-  list->add_option("--flags", flags, "Every bit of N must be set (default 0)")->type_name("N");
-  list->add_option("--not-flags", not_flags, "No bit of N may be set (default 1: invisible)")
-      ->type_name("N");
-  list->add_option("--or-flags", or_flags, "At least one bit of N must be set (0: no test)")
-      ->type_name("N");
-  list->add_option("--not-and-flags", not_and_flags,
-                   "Not all bits of N may be set at once (0: no test)")
-      ->type_name("N");
-  list->add_flag("--remove-doubles", remove_doubles,
-                 "Keep links instead of their appointments and drop the doubles");
-  list->add_flag("--sort", sort,
-                 "All-day entries first, then by start (an occurrence by its series' own period)");
-  list->add_flag("--json", list_json, "Print {\"appointments\": [...]} instead of a table");
-
-  CLI::App* dump = app.add_subcommand(
-      "dump", "Decode one month file (*.xmf) or the task file (tasks.xtf) without a calendar");
-  dump->footer(
-      "A file is read as the task file when it is named tasks.xtf (in any letter case) or when "
-      "its bytes read as a whole task file with nothing after it: a version, whole task records "
-      "and the four-byte end mark as the last four bytes. Anything else is read as a month "
-      "file.");
-  std::string path;
-  bool dump_json = false;
-  dump->add_option("PATH", path, "The month file or task file")->required();
-  dump->add_flag("--json", dump_json,
-                 "Print {\"version\": V, \"records\": [...]} for a month file, "
-                 "{\"version\": V, \"tasks\": [...]} for the task file");
+  CommandTable table;
+  RegisterViewCommands(app, table);
+  RegisterAppointmentCommands(app, table);
+  RegisterTaskCommands(app, table);
+  RegisterCategoryCommands(app, table);
+  RegisterReminderCommands(app, table);
+  RegisterFileCommands(app, table);
+  CLI::App* help = app.add_subcommand("help", "The help of orncal or of one command");
+  std::vector<std::string> help_words;
+  help->add_option("COMMAND", help_words, "The command, with its group: help task add");
 
   CommandLine line;
   try {
+    RefuseUnknownCommand(app, argc, argv);
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
     line.Help = app.help();
@@ -166,127 +231,58 @@ CommandLine ParseCommandLine(int argc, const char* const* argv) {
   } catch (const CLI::CallForAllHelp&) {
     line.Help = app.help("", CLI::AppFormatMode::All);
     return line;
+  } catch (const CLI::CallForVersion& e) {
+    line.Help = std::string(e.what()) + "\n";
+    return line;
   } catch (const CLI::ParseError& e) {
-    throw CommandError(OneLine(e.what()));
+    throw CommandError(Flatten(e.what()));
   }
-
+  if (help->parsed()) {
+    line.Help = HelpOf(app, help_words);
+    return line;
+  }
   if (app.count("--data-home") > 0) {
     if (data_home.empty()) throw CommandError("--data-home: the folder must not be empty");
     line.DataHome = data_home;
   }
-  if (list->parsed()) {
-    ListCommand command;
-    command.From = ParseWhenOption(from, "--from");
-    command.To = ParseWhenOption(to, "--to");
-    command.Options.SeperateSerials = !no_separate;
-    command.Options.AlsoAllDay = !no_all_day;
-    command.Options.OnlyAllDay = only_all_day;
-    command.Options.UseRemindTime = use_remind;
-    const auto mask = [&](const std::string& text, const char* option, int32_t& field) {
-      if (list->count(option) > 0) field = ParseMask(text, option);
-    };
-    mask(flags, "--flags", command.Options.Flags);
-    mask(not_flags, "--not-flags", command.Options.NotFlags);
-    mask(or_flags, "--or-flags", command.Options.OrFlags);
-    mask(not_and_flags, "--not-and-flags", command.Options.NotAndFlags);
-    command.Options.RemoveDoubles = remove_doubles;
-    command.Sort = sort;
-    command.Json = list_json;
-    line.List = command;
-  } else if (dump->parsed()) {
-    line.Dump = DumpCommand{path, dump_json};
-  }
+  line.Run = table.Make();
   return line;
 }
 
-void RunList(Calendar& calendar, const ListCommand& command, std::ostream& out) {
-  DateTimeNormalPtr period = DateTimeNormal::New(command.From, command.To);
-  AppointmentsPtr result = calendar.AllAppointmentsInPeriod(*period, command.Options);
-  if (command.Sort) result->Sort();
-  if (command.Json) {
-    WriteListJson(*result, out);
-  } else {
-    WriteAppointmentTable(*result, out);
-  }
-}
-
-bool IsTaskFile(const std::string& path, std::string_view bytes) {
-  const std::u8string name = Utf8Path(path).filename().u8string();
-  std::string lower(name.begin(), name.end());
-  for (char& c : lower)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  if (lower == "tasks.xtf") return true;
-  const TaskFileContents contents = DecodeTaskFile(bytes);
-  return contents.Complete && contents.EndMark && contents.TrailingBytes == 0;
-}
-
-void RunDump(const DumpCommand& command, std::ostream& out) {
-  const std::string bytes = ReadDataFile(command.Path);
-  if (IsTaskFile(command.Path, bytes)) {
-    const TaskFileContents contents = DecodeTaskFile(bytes);
-    if (!contents.Complete) {
-      throw CommandError("'" + command.Path + "' is not a valid task file: " + contents.Problem);
-    }
-    if (command.Json) {
-      out << ToJsonText(TaskDumpJson(contents));
-    } else {
-      WriteTaskTable(contents, out);
-    }
-    return;
-  }
-  // The records' own file number is not shown, so none is given.
-  const MonthFileContents contents = DecodeMonthFile(bytes, 0);
-  if (!contents.Complete) {
-    throw CommandError("'" + command.Path + "' is not a valid month file: " + contents.Problem);
-  }
-  if (command.Json) {
-    out << ToJsonText(DumpJson(contents));
-  } else {
-    WriteRecordTable(contents, out);
-  }
-}
-
-int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
-  // What the calendar reports (a month file that cannot be read) is shown
-  // as a line of ours and makes the command fail, after its output.
-  bool reported = false;
+int Run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
+        const Style& style) {
+  Session session(out, err, style);
   struct Restore {
     MessageHandler before;
     ~Restore() { SetMessageHandler(std::move(before)); }
-  } restore{SetMessageHandler([&](const Message& message) {
-    err << "orncal: " << OneLine(message.Text) << '\n';
-    reported = true;
-  })};
+  } restore{SetMessageHandler([&](const Message& message) { session.Report(message); })};
   try {
+    const ClockFromEnvironment clock;
     const CommandLine line = ParseCommandLine(argc, argv);
     if (!line.Help.empty()) {
       out << line.Help;
-    } else {
+    } else if (line.Run) {
       if (line.DataHome) UseDataHome(*line.DataHome);
-      if (line.List) {
-        CalendarMain main;
-        CalendarPtr calendar = main.Calendar();
-        if (!calendar) throw CommandError("the calendar could not be started");
-        std::error_code ec;
-        if (!std::filesystem::is_directory(Utf8Path(calendar->Path()), ec)) {
-          throw CommandError("the data folder '" + calendar->Path() + "' cannot be made");
-        }
-        RunList(*calendar, *line.List, out);
-      } else if (line.Dump) {
-        RunDump(*line.Dump, out);
-      }
+      std::visit([&](const auto& command) { Execute(session, command); }, *line.Run);
     }
     out.flush();
     if (!out) throw CommandError("writing the output failed");
-    err.flush();
-    return reported ? 1 : 0;
+    if (session.ReportedCount() == 0) return 0;
+    session.PrintReported();
+    return 1;
+  } catch (const Reported&) {
   } catch (const Error& e) {
-    err << "orncal: run-time error " << e.Number() << ": " << OneLine(e.what()) << '\n';
+    if (session.ReportedCount() == 0) {
+      err << "orncal: run-time error " << e.Number() << ": " << Flatten(e.what()) << '\n';
+    }
   } catch (const std::exception& e) {
-    err << "orncal: " << OneLine(e.what()) << '\n';
+    if (session.ReportedCount() == 0) err << "orncal: " << Flatten(e.what()) << '\n';
   } catch (...) {
-    err << "orncal: unexpected failure\n";
+    if (session.ReportedCount() == 0) err << "orncal: unexpected failure\n";
   }
+  // What the calendar reported is the cause of what failed after it.
+  session.PrintReported();
+  out.flush();
   err.flush();
   return 1;
 }
