@@ -33,6 +33,7 @@ def main():
     with tempfile.TemporaryDirectory(prefix="orncal-bench-") as folder:
         subprocess.run([os.path.join(bench, "calendar_folder"), folder], check=True)
         orncalendar.UseApplicationDataFolder(folder)
+        orncalendar.UseNotifier(False)  # the calendar alone, as in C++
         # The clock of the C++ benchmark.
         orncalendar._orncalendar._testing_set_clock(datetime.datetime(2015, 6, 10, 10, 30))
         calendar = orncalendar.Calendar()

@@ -814,6 +814,36 @@ PYBIND11_MODULE(_orncalendar, m) {
       "Makes the calendar keep its files in folder/Ornavel/Calendar/files. Call it before the "
       "first CalendarMain of the process.");
   m.def(
+      "UseNotifier", [](bool use) { orncal::UseNotifier(use); }, py::arg("use"),
+      "UseNotifier(False) before the first CalendarMain makes the calendar work alone, without "
+      "the notifier that relays changes between processes.");
+  m.def(
+      "ProcessNotifications",
+      [] {
+        int handled = 0;
+        Steal(Call([&]() -> PyObject* {
+          handled = ProcessNotifications();
+          Py_RETURN_NONE;
+        }));
+        return handled;
+      },
+      "Handles the changes other processes sent that have arrived: the calendar takes them in "
+      "and the connected handlers' Change and TasksChange run, now, on this thread. Returns how "
+      "many messages were handled; waits for none.");
+  m.def(
+      "NotificationDescriptor",
+      [] {
+        std::intptr_t descriptor = -1;
+        Steal(Call([&]() -> PyObject* {
+          descriptor = NotificationDescriptor();
+          Py_RETURN_NONE;
+        }));
+        return descriptor;
+      },
+      "The file descriptor that becomes readable when ProcessNotifications has something to do "
+      "(for select, selectors, asyncio's add_reader); the same for the life of the process; -1 "
+      "when the calendar works alone.");
+  m.def(
       "_application", [] { return Steal(Call([] { return PyWrap(ApplicationObject()); })); },
       "The application object (CalendarMain), made at first use.");
 

@@ -1,5 +1,6 @@
 """Prints reminders as they fall due: asks the calendar every few seconds
-which reminders have come.
+which reminders have come, and in between takes in what other processes
+change on the same data folder (their new appointments remind here too).
 
     PYTHONPATH=build/python python3 examples/python/reminders.py \
         [--every SECONDS] [--polls N | --once] [--demo] [APP_DATA_FOLDER]
@@ -11,6 +12,7 @@ which reminders have come.
 """
 import argparse
 import datetime
+import select
 import time
 
 import orncalendar
@@ -18,6 +20,19 @@ import orncalendar
 
 def show(when):
     return when.strftime("%a %d.%m.%Y %H:%M:%S")
+
+
+def wait(seconds):
+    """Waits, letting the calendar handle the other processes' changes as
+    they arrive (the notifier relays them; -1: the calendar works alone)."""
+    descriptor = orncalendar.NotificationDescriptor()
+    end = time.monotonic() + seconds
+    while (left := end - time.monotonic()) > 0:
+        if descriptor < 0:
+            time.sleep(left)
+            return
+        select.select([descriptor], [], [], left)
+        orncalendar.ProcessNotifications()
 
 
 def main():
@@ -50,7 +65,7 @@ def main():
 
     print(f"polling every {args.every} s, {args.polls} time(s)", flush=True)
     for _ in range(args.polls):
-        time.sleep(args.every)
+        wait(args.every)
         # The out argument comes back after the result; it is replaced only
         # when something is due.
         any_due, due = calendar.GetRemindAppointments(None)

@@ -31,7 +31,9 @@ calls them:
 - The members of ``CalendarMain`` can be called on the module itself:
   ``orncalendar.Calendar()``.
 - Events: ``orncalendar.WithEvents(notificator, handler)`` calls the
-  handler's ``Change`` and ``TasksChange`` methods.
+  handler's ``Change`` and ``TasksChange`` methods. Other processes'
+  changes arrive when the script calls ``ProcessNotifications()``; an
+  event loop waits on ``NotificationDescriptor()`` for them.
 
 The enumerations are module attributes (``orncalendar.calWeekly``).
 """
@@ -61,6 +63,9 @@ Object = _orncalendar.Object
 Member = _orncalendar.Member
 CreateObject = _orncalendar.CreateObject
 UseApplicationDataFolder = _orncalendar.UseApplicationDataFolder
+UseNotifier = _orncalendar.UseNotifier
+ProcessNotifications = _orncalendar.ProcessNotifications
+NotificationDescriptor = _orncalendar.NotificationDescriptor
 globals().update(_orncalendar._enums)
 
 
@@ -98,8 +103,9 @@ def WithEvents(source, handler):
     """Delivers the events of ``source`` (a Notificator) to ``handler``.
 
     The handler's methods are called by the events' names, ``Change()`` and
-    ``TasksChange()``, on the thread whose call caused the event; a handler
-    may leave either out. What a handler raises is reported and does not
+    ``TasksChange()``, on the thread whose call caused the event (for the
+    changes of other processes: inside ``ProcessNotifications()``); a
+    handler may leave either out. What a handler raises is reported and does not
     stop the change that raised the event. Keep the returned connection
     for as long as the events are wanted.
     """

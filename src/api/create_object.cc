@@ -79,6 +79,16 @@ DispatchPtr ApplicationObject() {
   return application;
 }
 
+int ProcessNotifications() {
+  CalendarPtr calendar = Self<CalendarMain>(*ApplicationObject()).Calendar();
+  return calendar ? calendar->ProcessNotifications() : 0;
+}
+
+std::intptr_t NotificationDescriptor() {
+  CalendarPtr calendar = Self<CalendarMain>(*ApplicationObject()).Calendar();
+  return calendar ? calendar->NotificationDescriptor() : -1;
+}
+
 void ResetApplicationObjectForTesting() { Application() = nullptr; }
 
 }  // namespace orncal::api

@@ -208,6 +208,17 @@ DispatchPtr CreateObject(std::string_view id);
 // use, whose members can be called without naming an instance.
 DispatchPtr ApplicationObject();
 
+// The other processes' changes, for clients that call by name: the
+// calendar of the application object handles what has arrived (see
+// Calendar::ProcessNotifications), raising its Notificator's events to the
+// connected sinks on this thread, and returns how many messages it handled.
+// NotificationDescriptor is what an event loop waits on before calling it;
+// -1 when the calendar works alone. Both start the calendar when it has not
+// started yet. They stand beside the type library, not in it: its
+// interfaces are the fixed contract of the classes.
+int ProcessNotifications();
+std::intptr_t NotificationDescriptor();
+
 // Forgets the application object (tests that start a calendar afresh).
 void ResetApplicationObjectForTesting();
 
