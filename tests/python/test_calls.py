@@ -1,7 +1,12 @@
 # How a script calls: named and optional arguments, errors, default
 # members, enumeration, out arguments, dates, identity and events.
 import datetime
+import select
+import shutil
+import subprocess
 import sys
+import tempfile
+import time
 
 import pytest
 
@@ -149,3 +154,58 @@ def test_change_reaches_a_python_handler_until_the_connection_closes(calendar, m
     count = len(handler.events)
     appointment.NotifyChange()
     assert len(handler.events) == count
+
+
+# A second process on the same data folder: it files an appointment, changes
+# it and adds a task, without saving.
+OTHER_PROCESS = """
+import datetime, sys
+import orncalendar
+orncalendar.UseApplicationDataFolder(sys.argv[1])
+calendar = orncalendar.Calendar()
+entry = calendar.Appointment(datetime.datetime(2008, 5, 14, 9), datetime.datetime(2008, 5, 14, 10))
+entry.Title = "from the other process"
+entry.NotifyChange()
+calendar.Task()
+"""
+
+
+def test_changes_of_another_process_reach_a_python_handler_through_the_event_loop(
+        tmp_path, monkeypatch):
+    # A notifier of the test's own: the package's, in a runtime folder of its
+    # own (short, for the socket's path), ending soon after the last calendar.
+    runtime = tempfile.mkdtemp(prefix="orncal-")
+    monkeypatch.setenv("XDG_RUNTIME_DIR", runtime)
+    monkeypatch.setenv("ORNCAL_NOTIFIER_LINGER_MS", "200")
+    monkeypatch.delenv("ORNCAL_NOTIFIER", raising=False)
+    orncalendar._orncalendar._testing_restart(str(tmp_path))
+    try:
+        calendar = orncalendar.Calendar()
+        assert calendar.IncompleteTasks.Count() == 0  # a task list read hears of new tasks
+        events = []
+
+        class Handler:
+            def Change(self):
+                events.append("Change")
+
+            def TasksChange(self):
+                events.append("TasksChange")
+
+        descriptor = orncalendar.NotificationDescriptor()
+        assert descriptor >= 0
+        with orncalendar.WithEvents(calendar.Notificator(), Handler()):
+            other = subprocess.Popen([sys.executable, "-c", OTHER_PROCESS, str(tmp_path)],
+                                     stderr=subprocess.PIPE, text=True)
+            # The other process waits on this one (for the month it reads),
+            # so the loop runs until it has ended and both events came.
+            give_up = time.monotonic() + 30
+            while other.poll() is None or not {"Change", "TasksChange"} <= set(events):
+                assert time.monotonic() < give_up, events
+                select.select([descriptor], [], [], 0.1)
+                orncalendar.ProcessNotifications()
+        assert other.returncode == 0, other.stderr.read()
+        may = calendar.AllAppointmentsInPeriod(period(at(1), at(31)))
+        assert titles(may) == ["from the other process"] and calendar.IncompleteTasks.Count() == 1
+    finally:
+        orncalendar._orncalendar._testing_restart(str(tmp_path))
+        shutil.rmtree(runtime, ignore_errors=True)
