@@ -1,0 +1,133 @@
+// export, import and sync: the work, through the interop library.
+#include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+#include "arguments.h"
+#include "commands_interop.h"
+#include "interop/ical.h"
+#include "orncalendar/calendar.h"
+#include "orncalendar/ole_date.h"
+#include "orncalendar/platform.h"
+#include "output.h"
+#include "session.h"
+
+namespace orncal::cli {
+namespace {
+
+// Larger input is refused rather than held.
+constexpr size_t kMaxInput = size_t{256} << 20;
+
+std::string ReadInput(const std::string& file) {
+  std::string text;
+  const auto read = [&](std::istream& in) {
+    char buffer[65536];
+    while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
+      text.append(buffer, static_cast<size_t>(in.gcount()));
+      if (text.size() > kMaxInput)
+        throw CommandError("import: " + file + " is larger than 256 MiB");
+    }
+    if (in.bad()) throw CommandError("import: cannot read " + file);
+  };
+  if (file == "-") {
+    read(std::cin);
+  } else {
+    std::ifstream in(file, std::ios::binary);
+    if (!in) throw CommandError("import: cannot open '" + file + "'");
+    read(in);
+  }
+  return text;
+}
+
+std::string Plural(int count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+}  // namespace
+
+void Execute(Session& s, const ExportCommand& c) {
+  Calendar& calendar = s.Calendar();
+  interop::Identity identity(calendar);
+  const Date today = DayPart(CurrentClock().Now());
+  Date from = today;
+  for (int32_t month : *calendar.AllFiles())
+    if (month / 100 >= 100 && month / 100 <= 9999 && month % 100 >= 1 && month % 100 <= 12)
+      from = std::min(from, DateFromParts(month / 100, month % 100, 1));
+  if (c.From) from = *c.From;
+  const Date to = c.To ? *c.To : DateFromParts(YearOf(today) + 10, MonthOf(today), DayOf(today));
+  const std::vector<interop::LocalItem> items = interop::CollectItems(calendar, identity, from, to);
+  interop::ExportCounts counts;
+  const std::string text = interop::ExportItems(calendar, items, {from, to}, &counts);
+  if (c.File == "-") {
+    s.out << text;
+  } else {
+    std::ofstream out(c.File, std::ios::binary | std::ios::trunc);
+    out << text;
+    out.close();
+    if (!out) throw CommandError("export: cannot write '" + c.File + "'");
+  }
+  // The data folder's id is kept for the next export's UIDs.
+  if (!identity.Save())
+    s.Warn("the interop file in '" + calendar.Path() + "' could not be written");
+  std::ostream& report = c.File == "-" ? s.err : s.out;
+  report << (c.File == "-" ? "orncal: " : "") << "exported "
+         << Plural(counts.Events, "event", "events") << " ("
+         << Plural(counts.SeriesAsRule, "series", "series") << " as a rule, "
+         << counts.SeriesAsDates << " as their days from " << FormatWhen(from, true) << " to "
+         << FormatWhen(to, true) << ") and " << Plural(counts.Todos, "task", "tasks");
+  if (counts.SeriesWithoutDays > 0) {
+    report << "; " << Plural(counts.SeriesWithoutDays, "series", "series")
+           << " without a day in the period left out";
+  }
+  report << '\n';
+}
+
+void Execute(Session& s, const ImportCommand& c) {
+  const std::string text = ReadInput(c.File);
+  Calendar& calendar = s.Calendar();
+  interop::Identity identity(calendar);
+  interop::Importer importer(calendar, identity);
+  interop::ImportReport r;
+  try {
+    interop::ImportOptions options;
+    options.HorizonYears = c.HorizonYears;
+    options.Now = CurrentClock().Now();
+    options.DryRun = c.DryRun;
+    r = importer.Import(text, options);
+  } catch (const interop::ImportError& e) {
+    throw CommandError(std::string("import: ") + e.what() + "; nothing was imported");
+  }
+  if (!c.DryRun) {
+    s.Save();
+    if (importer.CategoriesChanged()) s.SaveCategories();
+    if (!identity.Save()) {
+      throw CommandError("the interop file in '" + calendar.Path() + "' could not be written");
+    }
+  }
+  const int appointments = r.Created + r.Updated + r.Unchanged;
+  s.out << (c.DryRun ? "would import " : "imported ")
+        << Plural(appointments, "appointment", "appointments") << " (" << r.Created << " new, "
+        << r.Updated << " updated, " << r.Unchanged << " unchanged; "
+        << Plural(r.Series, "series", "series") << ") and "
+        << Plural(r.TasksCreated + r.TasksUpdated, "task", "tasks") << " (" << r.TasksCreated
+        << " new, " << r.TasksUpdated << " updated)\n";
+  if (r.Expanded > 0) {
+    s.out << Plural(r.Expanded, "recurring event", "recurring events")
+          << " that no series describes became "
+          << Plural(r.ExpandedAppointments, "appointment", "appointments") << " from "
+          << FormatWhen(r.ExpandedFrom, true) << " to " << FormatWhen(r.ExpandedTo - 1, true)
+          << " (--horizon " << c.HorizonYears << ")\n";
+  }
+  if (!r.Unstorable.empty()) {
+    std::string list;
+    for (const std::string& field : r.Unstorable)
+      list += (list.empty() ? "" : ", ") + field;
+    s.Warn("characters outside Windows-1252 cannot be stored and are kept as '?': " + list);
+  }
+}
+
+void Execute(Session&, const SyncCommand&) { throw CommandError("sync: not yet"); }
+
+}  // namespace orncal::cli
