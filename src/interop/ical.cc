@@ -22,6 +22,7 @@
 #include "orncalendar/error.h"
 #include "orncalendar/file.h"
 #include "orncalendar/ole_date.h"
+#include "orncalendar/platform.h"
 #include "orncalendar/task.h"
 
 namespace orncal::interop {
@@ -390,9 +391,7 @@ std::optional<DateTimeSerialPtr> SeriesFromText(std::string_view text) {
 void AddCommon(icalcomponent* c, const std::string& uid, const std::string& title,
                const std::string& notes, const std::string& project) {
   icalcomponent_add_property(c, icalproperty_new_uid(uid.c_str()));
-  icalcomponent_add_property(
-      c,
-      icalproperty_new_dtstamp(icaltime_current_time_with_zone(icaltimezone_get_utc_timezone())));
+  icalcomponent_add_property(c, icalproperty_new_dtstamp(UtcOf(CurrentClock().Now())));
   icalcomponent_add_property(c, icalproperty_new_summary(title.c_str()));
   if (!notes.empty()) icalcomponent_add_property(c, icalproperty_new_description(notes.c_str()));
   if (!project.empty()) AddX(c, "X-ORNCAL-PROJECT", EscapeText(project));
@@ -612,6 +611,18 @@ std::vector<LocalItem> CollectItems(Calendar& calendar, Identity& identity, Date
 
 namespace {
 
+// A moment to the second: the same moment reached by other arithmetic (a
+// day plus a time, or as read back from a file) digests the same.
+std::string Moment(Date date) { return std::to_string(std::llround(date * 86400.0)); }
+
+std::string SeriesDigestText(const DateTimeSerial& s) {
+  return std::to_string(s.RepetitionMode()) + "," + std::to_string(s.m()) + "," +
+         std::to_string(s.n()) + "," + std::to_string(s.InMonth()) + "," +
+         std::to_string(s.Weekdays()) + "," + Moment(s.StartDateTime()) + "," +
+         Moment(s.EndDateTime()) + "," + Moment(s.SeriesStartDateTime()) + "," +
+         Moment(s.SeriesEndDateTime()) + "," + (s.Eternal() ? "1" : "0");
+}
+
 void DigestAppointment(std::string& s, Appointment& a) {
   const auto add = [&](const std::string& field) { s += field, s += '\x1f'; };
   add(a.Title());
@@ -623,9 +634,9 @@ void DigestAppointment(std::string& s, Appointment& a) {
   const DateTimePtr period = a.DateTime();
   if (!period) return;
   if (const DateTimeSerialPtr series = period->Series()) {
-    add(SeriesText(*series));
+    add(SeriesDigestText(*series));
   } else {
-    add(Number17(period->StartDateTime()) + "," + Number17(period->EndDateTime()));
+    add(Moment(period->StartDateTime()) + "," + Moment(period->EndDateTime()));
   }
 }
 
@@ -639,8 +650,8 @@ std::string ContentDigest(const LocalItem& item) {
     Task& t = *item.task;
     const DateTimeNormalPtr period = t.DateTime();
     s += t.Title() + '\x1f' + t.Notes() + '\x1f' + t.Project() + '\x1f';
-    if (period) s += Number17(period->StartDateTime()) + "," + Number17(period->EndDateTime());
-    s += '\x1f' + Number17(t.PlannedEnd()) + '\x1f' + Number17(t.RemindAt());
+    if (period) s += Moment(period->StartDateTime()) + "," + Moment(period->EndDateTime());
+    s += '\x1f' + Moment(t.PlannedEnd()) + '\x1f' + Moment(t.RemindAt());
   }
   return Digest(s);
 }
@@ -868,6 +879,42 @@ void RefuseErrors(icalcomponent* c) {
   }
 }
 
+// Times may name a zone of the system's zone database (TZID=Europe/Paris)
+// without a VTIMEZONE that defines it. Such zones are added to the
+// VCALENDAR from the system's database, so those times are converted
+// rather than taken as floating; names the database does not know stay
+// floating (wall-clock time as written).
+void AddSystemZones(icalcomponent* cal) {
+  std::set<std::string> wanted;
+  const auto collect = [&](icalcomponent* c) {
+    for (icalproperty* p = icalcomponent_get_first_property(c, ICAL_ANY_PROPERTY); p;
+         p = icalcomponent_get_next_property(c, ICAL_ANY_PROPERTY)) {
+      if (icalparameter* tzid = icalproperty_get_first_parameter(p, ICAL_TZID_PARAMETER)) {
+        if (const char* name = icalparameter_get_tzid(tzid)) wanted.insert(name);
+      }
+    }
+  };
+  for (icalcomponent* c = icalcomponent_get_first_component(cal, ICAL_ANY_COMPONENT); c;
+       c = icalcomponent_get_next_component(cal, ICAL_ANY_COMPONENT)) {
+    const icalcomponent_kind kind = icalcomponent_isa(c);
+    if (kind == ICAL_VEVENT_COMPONENT || kind == ICAL_VTODO_COMPONENT) collect(c);
+  }
+  for (const std::string& name : wanted) {
+    if (icalcomponent_get_timezone(cal, name.c_str())) continue;
+    icaltimezone* zone = icaltimezone_get_builtin_timezone(name.c_str());
+    icalcomponent* definition = zone ? icaltimezone_get_component(zone) : nullptr;
+    if (!definition) continue;
+    icalcomponent* copy = icalcomponent_new_clone(definition);
+    // The copy answers to the name the times use.
+    icalproperty* id = icalcomponent_get_first_property(copy, ICAL_TZID_PROPERTY);
+    if (id)
+      icalproperty_set_tzid(id, name.c_str());
+    else
+      icalcomponent_add_property(copy, icalproperty_new_tzid(name.c_str()));
+    icalcomponent_add_component(cal, copy);
+  }
+}
+
 // The lines of the text must open and close a VCALENDAR, and every BEGIN
 // must have its END.
 void RefuseBrokenFrame(std::string_view text) {
@@ -989,13 +1036,80 @@ void ApplyFields(Appointment& a, const Fields& f, const std::string& suffix) {
   a.SetRemindAt(f.remind_at);
 }
 
-void NoteUnstorable(ImportReport& report, const std::string& uid, const Fields& f) {
-  const std::pair<const char*, const std::string*> texts[] = {{"SUMMARY", &f.title},
-                                                              {"DESCRIPTION", &f.notes},
-                                                              {"CATEGORIES", &f.category},
-                                                              {"X-ORNCAL-PROJECT", &f.project}};
-  for (const auto& [name, text] : texts)
-    if (!FitsCp1252(*text)) report.Unstorable.push_back(uid + ": " + name);
+// Text as the files keep it: each character Windows-1252 has not becomes
+// '?', so what is compared with the calendar is what it holds.
+std::string Storable(std::string_view text) {
+  std::string out;
+  for (size_t i = 0; i < text.size();) {
+    const auto b = static_cast<unsigned char>(text[i]);
+    size_t length = b < 0x80 ? 1 : (b >> 5) == 6 ? 2 : (b >> 4) == 14 ? 3 : (b >> 3) == 30 ? 4 : 1;
+    length = std::min(length, text.size() - i);
+    const std::string_view one = text.substr(i, length);
+    if (FitsCp1252(one))
+      out += one;
+    else
+      out += '?';
+    i += length;
+  }
+  return out;
+}
+
+// Notes the texts with characters Windows-1252 has not, and puts them as
+// the calendar will keep them.
+void NoteUnstorable(ImportReport& report, const std::string& uid, Fields& f) {
+  const std::pair<const char*, std::string*> texts[] = {{"SUMMARY", &f.title},
+                                                        {"DESCRIPTION", &f.notes},
+                                                        {"CATEGORIES", &f.category},
+                                                        {"X-ORNCAL-PROJECT", &f.project}};
+  for (const auto& [name, text] : texts) {
+    if (FitsCp1252(*text)) continue;
+    report.Unstorable.push_back(uid + ": " + name);
+    *text = Storable(*text);
+  }
+}
+
+// The digest an appointment made from planned fields and a period would
+// have.
+std::string ProbeDigest(const Fields& f, DateTimePtr period, const std::string& suffix) {
+  const AppointmentRealPtr probe = AppointmentReal::New();
+  ApplyFields(*probe, f, suffix);
+  probe->SetDateTime(std::move(period));
+  return ContentDigest({LocalItem::kAppointment, probe, nullptr, ""});
+}
+
+// Whether what the calendar holds under a UID is what a planned object
+// would make of it.
+bool Matches(const Planned& p, const std::vector<LocalItem>& items, const std::string& suffix) {
+  if (p.todo) {
+    if (items.size() != 1 || !items.front().task) return false;
+    Task& t = *items.front().task;
+    const bool done = items.front().kind == LocalItem::kDoneTask;
+    if (done != p.completed || t.Title() != p.fields.title + suffix ||
+        t.Notes() != p.fields.notes || t.Project() != p.fields.project ||
+        Seconds(t.PlannedEnd()) != Seconds(p.due)) {
+      return false;
+    }
+    if (done) return true;
+    const DateTimeNormalPtr period = t.DateTime();
+    return period && Seconds(period->StartDateTime()) == Seconds(p.start) &&
+           Seconds(t.RemindAt()) == Seconds(p.remind);
+  }
+  std::multiset<std::string> want, have;
+  if (p.expanded) {
+    for (const Instance& i : p.instances) {
+      Date end = i.when.End;
+      if (i.fields.all_day) end = std::max(end, i.when.Start + 1);
+      want.insert(ProbeDigest(i.fields, DateTimeNormal::New(i.when.Start, end), suffix));
+    }
+  } else {
+    want.insert(ProbeDigest(p.fields, p.period, suffix));
+  }
+  for (const LocalItem& item : items) {
+    if (item.kind != LocalItem::kAppointment) return false;
+    if (!p.expanded && TagValue(*item.appointment, kInstanceTag)) return false;
+    have.insert(ContentDigest(item));
+  }
+  return want == have;
 }
 
 }  // namespace
@@ -1022,6 +1136,8 @@ ImportReport Importer::Import(std::string_view text, const ImportOptions& option
     }
   }
   if (calendars.empty()) throw ImportError("no iCalendar data: no VCALENDAR");
+  for (icalcomponent* cal : calendars)
+    AddSystemZones(cal);
 
   const Date now = options.Now;
   const Date horizon_from = DayPart(now - options.HorizonYears * kYear);
@@ -1052,6 +1168,7 @@ ImportReport Importer::Import(std::string_view text, const ImportOptions& option
       Planned p;
       p.uid = icalcomponent_get_uid(c);
       p.fields = ReadFields(c);
+      NoteUnstorable(report, p.uid, p.fields);
       if (icalcomponent_isa(c) == ICAL_VTODO_COMPONENT) {
         p.todo = true;
         if (icalcomponent_get_first_property(c, ICAL_DTSTART_PROPERTY)) {
@@ -1077,7 +1194,6 @@ ImportReport Importer::Import(std::string_view text, const ImportOptions& option
             p.remind = p.due + icaldurationtype_as_int(trigger.duration) * kSecond;
           if (p.remind != 0) break;
         }
-        NoteUnstorable(report, p.uid, p.fields);
         plan.push_back(std::move(p));
         continue;
       }
@@ -1130,25 +1246,31 @@ ImportReport Importer::Import(std::string_view text, const ImportOptions& option
       } else {
         ++report.Series;
       }
-      NoteUnstorable(report, p.uid, p.fields);
       plan.push_back(std::move(p));
     }
   }
+  // A copy is a new object of its own.
+  if (options.AsNewCopies)
+    for (Planned& p : plan)
+      p.uid = "orncal-copy-" + RandomId();
   for (const Planned& p : plan)
     report.Uids.push_back(p.uid);
   if (options.DryRun) {
     for (const Planned& p : plan) {
-      const bool known = !ItemsOf(p.uid).empty() && !options.AsNewCopies;
-      if (p.todo)
-        (known ? report.TasksUpdated : report.TasksCreated)++;
-      else
-        (known ? report.Updated : report.Created)++;
+      const std::vector<LocalItem> items =
+          options.AsNewCopies ? std::vector<LocalItem>{} : ItemsOf(p.uid);
+      if (!items.empty() && Matches(p, items, options.TitleSuffix)) {
+        ++(p.todo ? report.TasksUnchanged : report.Unchanged);
+      } else if (p.todo) {
+        (items.empty() ? report.TasksCreated : report.TasksUpdated)++;
+      } else {
+        (items.empty() ? report.Created : report.Updated)++;
+      }
     }
     return report;
   }
 
   for (Planned& p : plan) {
-    if (options.AsNewCopies) p.uid = "orncal-copy-" + RandomId();
     std::vector<LocalItem> existing = ItemsOf(p.uid);
     const std::string& suffix = options.TitleSuffix;
     if (!p.fields.category.empty() && p.fields.color >= 0 &&
@@ -1162,6 +1284,10 @@ ImportReport Importer::Import(std::string_view text, const ImportOptions& option
       for (const LocalItem& item : existing) {
         if (item.kind == LocalItem::kOpenTask) task = item.task;
         if (item.kind == LocalItem::kDoneTask) task = item.task, was_done = true;
+      }
+      if (task && Matches(p, existing, suffix)) {
+        ++report.TasksUnchanged;
+        continue;
       }
       (task ? report.TasksUpdated : report.TasksCreated)++;
       if (task && was_done && !p.completed) {
@@ -1205,17 +1331,13 @@ ImportReport Importer::Import(std::string_view text, const ImportOptions& option
     std::vector<AppointmentPtr> old;
     for (const LocalItem& item : existing)
       if (item.kind == LocalItem::kAppointment) old.push_back(item.appointment);
+    if (!old.empty() && old.size() == existing.size() && Matches(p, existing, suffix) &&
+        TagValue(*old.front(), kUidTag)) {
+      ++report.Unchanged;
+      continue;
+    }
     if (!p.expanded && old.size() == 1 && !TagValue(*old.front(), kInstanceTag)) {
       const AppointmentPtr& a = old.front();
-      const AppointmentRealPtr probe = AppointmentReal::New();
-      ApplyFields(*probe, p.fields, suffix);
-      probe->SetDateTime(p.period);
-      const LocalItem now_item{LocalItem::kAppointment, a, nullptr, p.uid};
-      const LocalItem new_item{LocalItem::kAppointment, probe, nullptr, p.uid};
-      if (ContentDigest(now_item) == ContentDigest(new_item) && TagValue(*a, kUidTag)) {
-        ++report.Unchanged;
-        continue;
-      }
       a->BeforeDateTimeChange();
       ApplyFields(*a, p.fields, suffix);
       a->SetDateTime(p.period);

@@ -82,6 +82,7 @@ struct ImportReport {
   int Series = 0;
   int TasksCreated = 0;
   int TasksUpdated = 0;
+  int TasksUnchanged = 0;
   // Recurring events no series describes, and the appointments they became.
   int Expanded = 0;
   int ExpandedAppointments = 0;

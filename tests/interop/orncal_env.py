@@ -16,6 +16,7 @@ def ole_to_datetime(value):
 class Orncal:
     def __init__(self, home, now="2024-01-01T08:00"):
         self.home = str(home)
+        self.exe = ORNCAL
         self.env = dict(os.environ, ORNCAL_NOTIFIER="off", ORNCAL_NOW=now, TZ="Europe/Berlin")
 
     def run(self, *args, check=True, stdin=None, env=None):
@@ -36,3 +37,9 @@ class Orncal:
         for entry in self.entries(start, end):
             found.setdefault(entry["title"], set()).add(ole_to_datetime(entry["start"]))
         return found
+
+    def tasks(self, done=False):
+        args = ["task", "list", "--json"]
+        if done:
+            args += ["--done", "--from", "1990-01-01", "--to", "2100-01-01"]
+        return json.loads(self.run(*args).stdout)["tasks"]

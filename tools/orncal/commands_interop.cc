@@ -89,7 +89,12 @@ void RegisterInteropCommands(CLI::App& app, CommandTable& table) {
         "state is kept in the data folder, one file per collection.");
     table.Add(command, [a] {
       if (!a->url.starts_with("http://") && !a->url.starts_with("https://")) {
-        throw CommandError("--url: '" + a->url + "' is no http:// or https:// URL");
+        throw CommandError("--url: the collection's URL starts with http:// or https://");
+      }
+      // A password in the URL would stand on the command line.
+      const size_t host = a->url.find("://") + 3;
+      if (a->url.substr(host, a->url.find('/', host) - host).find('@') != std::string::npos) {
+        throw CommandError("--url: no user or password in the URL; use --user and --password-file");
       }
       return SyncCommand{a->url, a->user, a->password_file, a->create};
     });

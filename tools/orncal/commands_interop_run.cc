@@ -1,5 +1,6 @@
 // export, import and sync: the work, through the interop library.
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -8,7 +9,9 @@
 #include "arguments.h"
 #include "commands_interop.h"
 #include "interop/ical.h"
+#include "interop/sync.h"
 #include "orncalendar/calendar.h"
+#include "orncalendar/categories.h"
 #include "orncalendar/ole_date.h"
 #include "orncalendar/platform.h"
 #include "output.h"
@@ -111,8 +114,9 @@ void Execute(Session& s, const ImportCommand& c) {
         << Plural(appointments, "appointment", "appointments") << " (" << r.Created << " new, "
         << r.Updated << " updated, " << r.Unchanged << " unchanged; "
         << Plural(r.Series, "series", "series") << ") and "
-        << Plural(r.TasksCreated + r.TasksUpdated, "task", "tasks") << " (" << r.TasksCreated
-        << " new, " << r.TasksUpdated << " updated)\n";
+        << Plural(r.TasksCreated + r.TasksUpdated + r.TasksUnchanged, "task", "tasks") << " ("
+        << r.TasksCreated << " new, " << r.TasksUpdated << " updated, " << r.TasksUnchanged
+        << " unchanged)\n";
   if (r.Expanded > 0) {
     s.out << Plural(r.Expanded, "recurring event", "recurring events")
           << " that no series describes became "
@@ -128,6 +132,49 @@ void Execute(Session& s, const ImportCommand& c) {
   }
 }
 
-void Execute(Session&, const SyncCommand&) { throw CommandError("sync: not yet"); }
+namespace {
+
+// The password: the first line of the file, else the environment's.
+std::string Password(const SyncCommand& c) {
+  if (!c.PasswordFile.empty()) {
+    std::ifstream in(c.PasswordFile, std::ios::binary);
+    if (!in) throw CommandError("--password-file: cannot read '" + c.PasswordFile + "'");
+    std::string line;
+    std::getline(in, line);
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    return line;
+  }
+  const char* value = std::getenv(kPasswordVariable);
+  return value ? value : "";
+}
+
+}  // namespace
+
+void Execute(Session& s, const SyncCommand& c) {
+  interop::SyncOptions options;
+  options.Url = c.Url;
+  options.User = c.User;
+  options.Password = Password(c);
+  options.Create = c.Create;
+  options.Now = CurrentClock().Now();
+  Calendar& calendar = s.Calendar();
+  interop::Identity identity(calendar);
+  interop::SyncReport r;
+  try {
+    r = interop::Synchronize(calendar, identity, options, [&] {
+      s.Save();
+      if (calendar.Categories()->Changed()) s.SaveCategories();
+    });
+  } catch (const interop::SyncError& e) {
+    throw CommandError(std::string("sync: ") + e.what());
+  }
+  s.out << "sent " << r.Pushed << ", received " << r.Pulled << ", deleted " << r.DeletedHere
+        << " here and " << r.DeletedThere << " on the server, " << r.Unchanged << " unchanged";
+  if (r.Deferred > 0) s.out << ", " << r.Deferred << " left for the next sync";
+  s.out << '\n';
+  for (const std::string& title : r.Conflicts) {
+    s.out << "conflict: changed on both sides; the server's version is kept as '" << title << "'\n";
+  }
+}
 
 }  // namespace orncal::cli
