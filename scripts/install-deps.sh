@@ -6,7 +6,7 @@ set -euo pipefail
 native=(build-essential cmake ninja-build googletest libgtest-dev libgmock-dev
         libbenchmark-dev libcli11-dev nlohmann-json3-dev clang-format pkgconf)
 windows=(g++-mingw-w64-x86-64-posix wine wine64 wine64-tools)
-bench=(libbenchmark-dev libical-dev pkgconf)
+bench=(libbenchmark-dev libical-dev libcurl4-openssl-dev pkgconf)
 # iCalendar and CalDAV, and what their tests run: an independent reader and
 # writer of iCalendar and a CalDAV server on 127.0.0.1.
 interop=(libical-dev libcurl4-openssl-dev pkgconf python3 python3-pytest python3-icalendar
