@@ -9,6 +9,7 @@
 #include <set>
 
 #include "interop/ical.h"
+#include "interop/series_rule.h"
 #include "orncalendar/appointment.h"
 #include "orncalendar/calendar.h"
 #include "orncalendar/ole_date.h"
@@ -63,21 +64,39 @@ void SaveState(const std::string& path, const std::string& url, const State& sta
   }
 }
 
-// The UID of the first event or to-do of an object's data.
-std::string UidOfData(const std::string& data) {
-  icalcomponent* root = icalparser_parse_string(data.c_str());
-  if (!root) return "";
+// What a sync needs to know of an object's data before it imports it: the
+// UID of its first event or to-do, and whether that is an open to-do (with
+// its title and DUE as written).
+struct Facts {
   std::string uid;
+  bool open_todo = false;
+  std::string summary;
+  std::string due;
+};
+
+Facts FactsOfData(const std::string& data) {
+  Facts facts;
+  icalcomponent* root = icalparser_parse_string(data.c_str());
+  if (!root) return facts;
   for (icalcomponent* c = icalcomponent_get_first_component(root, ICAL_ANY_COMPONENT);
-       c && uid.empty(); c = icalcomponent_get_next_component(root, ICAL_ANY_COMPONENT)) {
+       c && facts.uid.empty(); c = icalcomponent_get_next_component(root, ICAL_ANY_COMPONENT)) {
     const icalcomponent_kind kind = icalcomponent_isa(c);
-    if ((kind == ICAL_VEVENT_COMPONENT || kind == ICAL_VTODO_COMPONENT) &&
-        icalcomponent_get_uid(c)) {
-      uid = icalcomponent_get_uid(c);
+    if ((kind != ICAL_VEVENT_COMPONENT && kind != ICAL_VTODO_COMPONENT) ||
+        !icalcomponent_get_uid(c)) {
+      continue;
+    }
+    facts.uid = icalcomponent_get_uid(c);
+    if (kind != ICAL_VTODO_COMPONENT) break;
+    icalproperty* status = icalcomponent_get_first_property(c, ICAL_STATUS_PROPERTY);
+    facts.open_todo = !icalcomponent_get_first_property(c, ICAL_COMPLETED_PROPERTY) &&
+                      !(status && icalproperty_get_status(status) == ICAL_STATUS_COMPLETED);
+    if (const char* summary = icalcomponent_get_summary(c)) facts.summary = summary;
+    if (icalproperty* due = icalcomponent_get_first_property(c, ICAL_DUE_PROPERTY)) {
+      if (const char* text = icalproperty_get_value_as_string(due)) facts.due = text;
     }
   }
   icalcomponent_free(root);
-  return uid;
+  return facts;
 }
 
 std::string GroupDigest(const std::vector<LocalItem>& items) {
@@ -116,14 +135,51 @@ SyncReport Synchronize(Calendar& calendar, Identity& identity, const SyncOptions
     listed.emplace();
   }
   std::map<std::string, RemoteObject> remote;
+  std::map<std::string, Facts> open_todos;
   for (RemoteObject& object : *listed) {
-    const std::string uid = UidOfData(object.Data);
-    if (!uid.empty()) remote[uid] = std::move(object);
+    Facts facts = FactsOfData(object.Data);
+    if (facts.uid.empty()) continue;
+    if (facts.open_todo) open_todos[facts.uid] = facts;
+    remote[facts.uid] = std::move(object);
   }
 
   std::map<std::string, std::vector<LocalItem>> local;
   for (LocalItem& item : CollectItems(calendar, identity, kMinDate, kMaxDate + 1))
     local[item.uid].push_back(std::move(item));
+
+  // A task completed here is its completion appointment now, under a UID
+  // of its own. It takes back the UID of the open to-do it was (known from
+  // the last sync, gone here, still open on the server with the same title
+  // and due time), so that the server sees that to-do completed rather than
+  // one removed and another added.
+  std::vector<std::pair<std::string, std::string>> renames;
+  std::set<std::string> taken;
+  for (const auto& [uid, items] : local) {
+    if (items.size() != 1 || items.front().kind != LocalItem::kDoneTask || state.contains(uid) ||
+        remote.contains(uid) || TagValue(*items.front().appointment, kUidTag)) {
+      continue;
+    }
+    Task& task = *items.front().task;
+    const std::string due = task.PlannedEnd() == 0 ? "" : IcalDateTimeText(task.PlannedEnd());
+    for (const auto& [other, facts] : open_todos) {
+      if (state.contains(other) && !local.contains(other) && !taken.contains(other) &&
+          facts.summary == task.Title() && facts.due == due) {
+        renames.emplace_back(uid, other);
+        taken.insert(other);
+        break;
+      }
+    }
+  }
+  for (const auto& [from, to] : renames) {
+    auto node = local.extract(from);
+    for (LocalItem& item : node.mapped()) {
+      item.uid = to;
+      SetTagValue(*item.appointment, kUidTag, to);
+      item.appointment->NotifyChange();
+    }
+    node.key() = to;
+    local.insert(std::move(node));
+  }
 
   Importer importer(calendar, identity);
   ImportOptions pull;

@@ -143,7 +143,8 @@ def test_two_machines_converge(machines):
     a.run("task", "add", "tax return", "--due", "2024-05-31T12:00")
     assert "sent 4" in a.sync().stdout
     assert "received 4" in b.sync().stdout
-    assert a.snapshot() == b.snapshot()
+    first = a.snapshot()
+    assert first == b.snapshot()
 
     # Edits and additions on both sides, each on something else.
     a.run("edit", ref(a, "dentist"), "--title", "dentist (moved)")
@@ -159,6 +160,8 @@ def test_two_machines_converge(machines):
     by_title = {props(lines)["SUMMARY"]: props(lines) for lines in both.values()}
     assert by_title["holiday"]["DESCRIPTION"] == "by train"
     assert by_title["tax return"]["STATUS"] == "COMPLETED"
+    # Completed, the to-do is still the same object.
+    assert by_title["tax return"]["UID"] in first
 
     # Deletions on both sides.
     a.run("delete", ref(a, "concert"))
