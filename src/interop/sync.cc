@@ -219,7 +219,8 @@ SyncReport Synchronize(Calendar& calendar, Identity& identity, const SyncOptions
     return true;
   };
   const auto pull_object = [&](const std::string& uid, const RemoteObject& object) {
-    importer.Import(object.Data, pull);
+    const ImportReport r = importer.Import(object.Data, pull);
+    report.Unstorable.insert(report.Unstorable.end(), r.Unstorable.begin(), r.Unstorable.end());
     state[uid] = {object.Href, object.ETag, digest_here(uid)};
     ++report.Pulled;
   };
@@ -290,6 +291,8 @@ SyncReport Synchronize(Calendar& calendar, Identity& identity, const SyncOptions
           copy.AsNewCopies = true;
           copy.TitleSuffix = kConflictMarker;
           const ImportReport added = importer.Import(r->second.Data, copy);
+          report.Unstorable.insert(report.Unstorable.end(), added.Unstorable.begin(),
+                                   added.Unstorable.end());
           push(uid, l->second, r->second.Href, r->second.ETag);
           for (const std::string& copy_uid : added.Uids) {
             const std::vector<LocalItem> items = importer.ItemsOf(copy_uid);

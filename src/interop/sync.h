@@ -45,6 +45,9 @@ struct SyncReport {
   int Deferred = 0;
   // The titles of what was kept twice.
   std::vector<std::string> Conflicts;
+  // "UID: FIELD" of every text taken in with characters Windows-1252 has
+  // not (kept as '?').
+  std::vector<std::string> Unstorable;
 };
 
 // Syncs. `save` writes the calendar's changes (it throws when it cannot);

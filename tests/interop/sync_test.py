@@ -2,12 +2,14 @@
 own storage and a password file: two data folders (two machines) push,
 pull, edit and delete and end up holding the same; a conflict keeps both;
 a server that goes away mid-sync loses nothing."""
+import base64
 import itertools
 import re
 import socket
 import subprocess
 import sys
 import time
+import urllib.request
 from pathlib import Path
 
 import pytest
@@ -67,8 +69,12 @@ level = warning
         self.process.kill()
         self.process.wait()
 
-    def objects(self, name):
-        return list((self.storage / "collection-root" / USER / name).glob("*.ics"))
+    def folder(self, url):
+        """Where the server keeps the objects of a collection."""
+        return self.storage / "collection-root" / USER / url.rstrip("/").rsplit("/", 1)[1]
+
+    def objects(self, url):
+        return list(self.folder(url).glob("*.ics"))
 
 
 @pytest.fixture(scope="module")
@@ -122,6 +128,14 @@ def machines(server, tmp_path):
     return Machine(tmp_path / "a", url, secret), Machine(tmp_path / "b", url, secret)
 
 
+def put(url, text):
+    """Writes an object to the server as another program would."""
+    request = urllib.request.Request(url, data=text.encode(), method="PUT", headers={
+        "Content-Type": "text/calendar; charset=utf-8",
+        "Authorization": "Basic " + base64.b64encode(f"{USER}:{PASSWORD}".encode()).decode()})
+    urllib.request.urlopen(request, timeout=30).close()
+
+
 def ref(cal, title):
     """The FILE/ID of the appointment with a title."""
     (e,) = [e for e in cal.entries("2024-01-01", "2026-01-01") if e["title"] == title]
@@ -133,7 +147,7 @@ def task_id(cal, title):
     return str(t["id"])
 
 
-def test_two_machines_converge(machines):
+def test_two_machines_converge(server, machines):
     a, b = machines
     a.run("add", "dentist", "--start", "2024-03-05T09:00", "--end", "2024-03-05T10:00",
           "--notes", "bring the card")
@@ -142,7 +156,13 @@ def test_two_machines_converge(machines):
           "--from", "2024-01-01", "--eternal", "--time", "09:00-09:15")
     a.run("task", "add", "tax return", "--due", "2024-05-31T12:00")
     assert "sent 4" in a.sync().stdout
-    assert "received 4" in b.sync().stdout
+    # Another program adds an event whose title the files cannot hold.
+    put(a.url + "other.ics", "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//other//EN\r\nBEGIN:VEVENT\r\n"
+        "UID:other-1\r\nDTSTAMP:20240101T000000Z\r\nDTSTART:20240410T180000Z\r\n"
+        "SUMMARY:Tee \U0001F375\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n")
+    pulled = b.sync()
+    assert "received 5" in pulled.stdout and "other-1: SUMMARY" in pulled.stderr
+    assert "received 1" in a.sync().stdout
     first = a.snapshot()
     assert first == b.snapshot()
 
@@ -155,7 +175,7 @@ def test_two_machines_converge(machines):
     a.sync(), b.sync(), a.sync()
     both = a.snapshot()
     assert both == b.snapshot()
-    assert titles(both) == ["concert", "dentist (moved)", "holiday", "standup"]
+    assert titles(both) == ["Tee ?", "concert", "dentist (moved)", "holiday", "standup"]
     assert titles(both, "VTODO") == ["book tickets", "tax return"]
     by_title = {props(lines)["SUMMARY"]: props(lines) for lines in both.values()}
     assert by_title["holiday"]["DESCRIPTION"] == "by train"
@@ -170,7 +190,9 @@ def test_two_machines_converge(machines):
     a.sync(), b.sync(), a.sync()
     both = a.snapshot()
     assert both == b.snapshot()
-    assert titles(both) == ["holiday", "standup"] and titles(both, "VTODO") == ["tax return"]
+    assert titles(both) == ["Tee ?", "holiday", "standup"] and titles(both, "VTODO") == ["tax return"]
+    # What the files could not hold was not written back over the other program's text.
+    assert "\U0001F375" in (server.folder(a.url) / "other.ics").read_text()
     assert a.sync().stdout.startswith("sent 0, received 0, deleted 0 here and 0 on the server")
 
 
@@ -198,13 +220,12 @@ def test_server_gone_mid_sync_loses_nothing(server, machines):
           stdin=f"BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//t//t//EN\r\n{events}END:VCALENDAR\r\n")
     before = a.snapshot()
     assert len(before) == 150
-    name = a.url.rstrip("/").rsplit("/", 1)[1]
     sync = subprocess.Popen(
         [a.exe, "--data-home", a.home, "sync", "--url", a.url, "--user", USER,
          "--password-file", str(a.password_file), "--create"],
         env=a.env, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
     deadline = time.monotonic() + 60
-    while len(server.objects(name)) < 10 and sync.poll() is None and time.monotonic() < deadline:
+    while len(server.objects(a.url)) < 10 and sync.poll() is None and time.monotonic() < deadline:
         time.sleep(0.01)
     server.kill()
     out, err = sync.communicate(timeout=60)
@@ -215,7 +236,7 @@ def test_server_gone_mid_sync_loses_nothing(server, machines):
 
     a.sync()
     b.sync()
-    assert len(server.objects(name)) == 150
+    assert len(server.objects(a.url)) == 150
     assert b.snapshot() == before
 
 

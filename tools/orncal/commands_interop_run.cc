@@ -48,6 +48,14 @@ std::string Plural(int count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
+void WarnUnstorable(Session& s, const std::vector<std::string>& fields) {
+  if (fields.empty()) return;
+  std::string list;
+  for (const std::string& field : fields)
+    list += (list.empty() ? "" : ", ") + field;
+  s.Warn("characters outside Windows-1252 cannot be stored and are kept as '?': " + list);
+}
+
 }  // namespace
 
 void Execute(Session& s, const ExportCommand& c) {
@@ -124,12 +132,7 @@ void Execute(Session& s, const ImportCommand& c) {
           << FormatWhen(r.ExpandedFrom, true) << " to " << FormatWhen(r.ExpandedTo - 1, true)
           << " (--horizon " << c.HorizonYears << ")\n";
   }
-  if (!r.Unstorable.empty()) {
-    std::string list;
-    for (const std::string& field : r.Unstorable)
-      list += (list.empty() ? "" : ", ") + field;
-    s.Warn("characters outside Windows-1252 cannot be stored and are kept as '?': " + list);
-  }
+  WarnUnstorable(s, r.Unstorable);
 }
 
 namespace {
@@ -175,6 +178,7 @@ void Execute(Session& s, const SyncCommand& c) {
   for (const std::string& title : r.Conflicts) {
     s.out << "conflict: changed on both sides; the server's version is kept as '" << title << "'\n";
   }
+  WarnUnstorable(s, r.Unstorable);
 }
 
 }  // namespace orncal::cli
