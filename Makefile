@@ -22,7 +22,7 @@ CONFIGURE = cmake -S . -G Ninja -DORNCAL_WARNINGS_AS_ERRORS=ON
 all: build
 
 deps:
-	@./scripts/install-deps.sh native
+	@./scripts/install-deps.sh native interop
 
 build: deps
 	@$(CONFIGURE) -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORNCAL_BUILD_TESTS=OFF >/dev/null

@@ -1,21 +1,29 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a build needs, but only those that are missing.
-# Usage: scripts/install-deps.sh [native|windows|bench|all]
+# Usage: scripts/install-deps.sh [native|interop|windows|bench|all]...
 set -euo pipefail
 
 native=(build-essential cmake ninja-build googletest libgtest-dev libgmock-dev
         libbenchmark-dev libcli11-dev nlohmann-json3-dev clang-format pkgconf
         python3-dev pybind11-dev python3-pytest)
 windows=(g++-mingw-w64-x86-64-posix wine wine64 wine64-tools)
-bench=(libbenchmark-dev libical-dev pkgconf python3-dev pybind11-dev)
+bench=(libbenchmark-dev libical-dev libcurl4-openssl-dev pkgconf python3-dev pybind11-dev)
+# iCalendar and CalDAV, and what their tests run: an independent reader and
+# writer of iCalendar and a CalDAV server on 127.0.0.1.
+interop=(libical-dev libcurl4-openssl-dev pkgconf python3 python3-pytest python3-icalendar
+         python3-dateutil radicale)
 
-case "${1:-native}" in
-  native) want=("${native[@]}") ;;
-  windows) want=("${windows[@]}") ;;
-  bench) want=("${bench[@]}") ;;
-  all) want=("${native[@]}" "${windows[@]}" "${bench[@]}") ;;
-  *) echo "usage: $0 [native|windows|bench|all]" >&2; exit 2 ;;
-esac
+want=()
+for set in "${@:-native}"; do
+  case "$set" in
+    native) want+=("${native[@]}") ;;
+    interop) want+=("${interop[@]}") ;;
+    windows) want+=("${windows[@]}") ;;
+    bench) want+=("${bench[@]}") ;;
+    all) want+=("${native[@]}" "${interop[@]}" "${windows[@]}" "${bench[@]}") ;;
+    *) echo "usage: $0 [native|interop|windows|bench|all]..." >&2; exit 2 ;;
+  esac
+done
 
 missing=()
 for p in "${want[@]}"; do

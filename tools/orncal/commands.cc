@@ -217,6 +217,7 @@ CommandLine ParseCommandLine(int argc, const char* const* argv) {
   RegisterCategoryCommands(app, table);
   RegisterReminderCommands(app, table);
   RegisterFileCommands(app, table);
+  RegisterInteropCommands(app, table);
   CLI::App* help = app.add_subcommand("help", "The help of orncal or of one command");
   std::vector<std::string> help_words;
   help->add_option("COMMAND", help_words, "The command, with its group: help task add");

@@ -18,6 +18,7 @@
 #include "commands_appointments.h"
 #include "commands_categories.h"
 #include "commands_files.h"
+#include "commands_interop.h"
 #include "commands_reminders.h"
 #include "commands_tasks.h"
 #include "commands_views.h"
@@ -32,7 +33,8 @@ using Command =
                  TaskUndoCommand, TaskRemoveCommand, TaskRemindCommand, CategoryAddCommand,
                  CategoryListCommand, CategoryColorCommand, CategoryRemoveCommand, RemindCommand,
                  WatchCommand, SpecialRemindAddCommand, SpecialRemindListCommand,
-                 SpecialRemindRemoveCommand, DumpCommand, CheckCommand, DemoCommand>;
+                 SpecialRemindRemoveCommand, DumpCommand, CheckCommand, DemoCommand, ExportCommand,
+                 ImportCommand, SyncCommand>;
 
 struct CommandLine {
   // The application-data folder to use, as given; nullopt when not given.
