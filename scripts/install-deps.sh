@@ -1,19 +1,22 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a build needs, but only those that are missing.
-# Usage: scripts/install-deps.sh [native|windows|bench|all]
+# Usage: scripts/install-deps.sh [native|windows|bench|fuzz|all]
 set -euo pipefail
 
 native=(build-essential cmake ninja-build googletest libgtest-dev libgmock-dev
         libbenchmark-dev libcli11-dev nlohmann-json3-dev clang-format pkgconf)
 windows=(g++-mingw-w64-x86-64-posix wine wine64 wine64-tools)
 bench=(libbenchmark-dev libical-dev pkgconf)
+# libFuzzer and the sanitizers' runtime come with clang.
+fuzz=(clang libclang-rt-dev llvm libcli11-dev nlohmann-json3-dev ninja-build cmake)
 
 case "${1:-native}" in
   native) want=("${native[@]}") ;;
   windows) want=("${windows[@]}") ;;
   bench) want=("${bench[@]}") ;;
-  all) want=("${native[@]}" "${windows[@]}" "${bench[@]}") ;;
-  *) echo "usage: $0 [native|windows|bench|all]" >&2; exit 2 ;;
+  fuzz) want=("${fuzz[@]}") ;;
+  all) want=("${native[@]}" "${windows[@]}" "${bench[@]}" "${fuzz[@]}") ;;
+  *) echo "usage: $0 [native|windows|bench|fuzz|all]" >&2; exit 2 ;;
 esac
 
 missing=()
