@@ -5,7 +5,9 @@
 #   make run    the main job: a demo calendar (made once, in build/demo-home),
 #               its agenda and this month's grid
 #   make install PREFIX=...   install the build of `make build`
-#   make soak   the long soak of change propagation between processes
+#   make soak   the long soaks: change propagation between processes, and a
+#               calendar killed 250 times while it saves
+#   make fuzz   every fuzzer for FUZZ_SECONDS (60) each, in build-fuzz/
 SHELL := /bin/bash
 BUILD ?= build
 ASAN_BUILD ?= build-asan
@@ -17,7 +19,7 @@ PREFIX ?= /usr/local
 # The project's own builds treat every warning as an error.
 CONFIGURE = cmake -S . -G Ninja -DORNCAL_WARNINGS_AS_ERRORS=ON
 
-.PHONY: all deps build install test test-native test-release test-windows soak run format bench clean
+.PHONY: all deps build install test test-native test-release test-windows soak fuzz run format bench clean
 
 all: build
 
@@ -55,13 +57,20 @@ test: test-native
 	@$(MAKE) --no-print-directory test-release
 	@$(MAKE) --no-print-directory test-windows
 
-# The long soak of change propagation (4 processes x 500 random changes on
-# one data folder; ORNCAL_SOAK_SEED picks another interleaving), in the
-# sanitizer build.
+# The long soaks, in the sanitizer build: change propagation (4 processes x
+# 500 random changes on one data folder; ORNCAL_SOAK_SEED picks another
+# interleaving), and a calendar killed 250 times while it saves
+# (ORNCAL_CRASH_SEED picks the moments).
 soak: deps
 	@$(CONFIGURE) -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DORNCAL_SANITIZE=ON >/dev/null
-	@cmake --build $(ASAN_BUILD) -j $(JOBS) --target soak_tests
-	@cd $(ASAN_BUILD) && ctest --output-on-failure -L soak
+	@cmake --build $(ASAN_BUILD) -j $(JOBS) --target soak_tests crash_tests
+	@cd $(ASAN_BUILD) && ctest --output-on-failure -V -L soak
+
+# Every fuzzer for FUZZ_SECONDS (default 60) each, FUZZ_PARALLEL (1) at a
+# time, in a clang build (scripts/run-fuzzers.sh).
+fuzz:
+	@FUZZ_SECONDS=$(or $(FUZZ_SECONDS),60) FUZZ_PARALLEL=$(or $(FUZZ_PARALLEL),1) JOBS=$(JOBS) \
+	  ./scripts/run-fuzzers.sh
 
 # Headers, libraries, the CMake package, orncalendar.pc and the tools under
 # PREFIX (sudo may be needed for the default /usr/local).
@@ -80,7 +89,7 @@ format:
 	@git ls-files '*.cc' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(RELEASE_BUILD) $(WINDOWS_BUILD) build-bench
+	rm -rf $(BUILD) $(ASAN_BUILD) $(RELEASE_BUILD) $(WINDOWS_BUILD) build-bench build-fuzz
 
 # Benchmarks in a release build.
 bench:

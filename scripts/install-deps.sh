@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a build needs, but only those that are missing.
-# Usage: scripts/install-deps.sh [native|interop|windows|bench|all]...
+# Usage: scripts/install-deps.sh [native|interop|windows|bench|fuzz|all]...
 set -euo pipefail
 
 native=(build-essential cmake ninja-build googletest libgtest-dev libgmock-dev
@@ -12,6 +12,8 @@ bench=(libbenchmark-dev libical-dev libcurl4-openssl-dev pkgconf python3-dev pyb
 # writer of iCalendar and a CalDAV server on 127.0.0.1.
 interop=(libical-dev libcurl4-openssl-dev pkgconf python3 python3-pytest python3-icalendar
          python3-dateutil radicale)
+# libFuzzer and the sanitizers' runtime come with clang.
+fuzz=(clang libclang-rt-dev llvm libcli11-dev nlohmann-json3-dev ninja-build cmake)
 
 want=()
 for set in "${@:-native}"; do
@@ -20,8 +22,9 @@ for set in "${@:-native}"; do
     interop) want+=("${interop[@]}") ;;
     windows) want+=("${windows[@]}") ;;
     bench) want+=("${bench[@]}") ;;
-    all) want+=("${native[@]}" "${interop[@]}" "${windows[@]}" "${bench[@]}") ;;
-    *) echo "usage: $0 [native|interop|windows|bench|all]..." >&2; exit 2 ;;
+    fuzz) want+=("${fuzz[@]}") ;;
+    all) want+=("${native[@]}" "${interop[@]}" "${windows[@]}" "${bench[@]}" "${fuzz[@]}") ;;
+    *) echo "usage: $0 [native|interop|windows|bench|fuzz|all]..." >&2; exit 2 ;;
   esac
 done
 

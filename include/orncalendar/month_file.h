@@ -24,6 +24,9 @@ struct MonthFileContents {
   // before the fault and Problem says what and where it was.
   bool Complete = true;
   std::string Problem;
+  // Whether the records ended with the end mark the writer always writes;
+  // without it the file may have been cut short between two records.
+  bool EndMark = false;
 };
 
 // Decodes the bytes of a month file whose FileLong is `fileLong` (every

@@ -43,6 +43,11 @@ class FileSystem {
   // Moves a file to a name at which nothing exists.
   virtual Status Rename(const std::string& from, const std::string& to) = 0;
   virtual Status Remove(const std::string& path) = 0;
+  // Forces the folder's entries (files made, renamed or deleted in it) to
+  // stable storage, so that a renamed or new file keeps its name after a
+  // power cut. Where the system makes names durable with the file's own
+  // flush it does nothing.
+  virtual Status SyncFolder(const std::string& folder) = 0;
   // Creates one folder; its parent must exist.
   virtual Status CreateFolder(const std::string& path) = 0;
   // The names (not paths) of the entries of a folder whose names end in
@@ -75,6 +80,9 @@ class FolderLock {
  private:
   std::string folder_;
 };
+
+// The folder that holds `path` ("." for a bare name).
+std::string FolderOf(const std::string& path);
 
 // Writes a whole file through a WritableFile: append, sync, close.
 Status WriteWholeFile(FileSystem& fs, const std::string& path, std::string_view contents);

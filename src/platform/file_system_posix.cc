@@ -116,6 +116,17 @@ class PosixFileSystem final : public FileSystem {
     return Status::Ok();
   }
 
+  Status SyncFolder(const std::string& folder) override {
+    const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return Errno("cannot open folder", folder);
+    // File systems that cannot sync a folder (some network ones) say EINVAL:
+    // their names are as durable as they get.
+    const bool synced = ::fsync(fd) == 0 || errno == EINVAL;
+    Status s = synced ? Status::Ok() : Errno("cannot sync folder", folder);
+    ::close(fd);
+    return s;
+  }
+
   Status CreateFolder(const std::string& path) override {
     if (::mkdir(path.c_str(), 0755) != 0) return Errno("cannot create folder", path);
     return Status::Ok();
@@ -155,12 +166,6 @@ struct HeldFolder {
 std::map<std::string, HeldFolder>& HeldFolders() {
   static std::map<std::string, HeldFolder> held;
   return held;
-}
-
-std::string FolderOf(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 }  // namespace

@@ -152,7 +152,10 @@ DecodeResult DecodeMonthFileInto(std::string_view bytes, int32_t fileLong, const
     while (!in.AtEnd()) {
       const size_t at = in.Offset();
       const uint8_t type = in.Byte();
-      if (type == 0) break;
+      if (type == 0) {
+        result.end_mark = true;
+        break;
+      }
       if (type != kRealRecord && type != kLinkRecord) {
         throw Malformed{"unknown record type " + std::to_string(type) + " at byte " +
                         std::to_string(at)};
@@ -235,6 +238,7 @@ MonthFileContents DecodeMonthFile(std::string_view bytes, int32_t fileLong) {
       store::DecodeMonthFileInto(bytes, fileLong, nullptr, *contents.Records);
   contents.Version = result.version;
   contents.Complete = result.ok;
+  contents.EndMark = result.end_mark;
   contents.Problem = std::move(result.problem);
   return contents;
 }

@@ -31,6 +31,9 @@ struct DecodeResult {
   // reaching beyond the end, an unknown record type or a number used twice.
   bool ok = true;
   std::string problem;
+  // Whether the records ended with the end mark (the end of the data
+  // counts as one, but a file cut short between two records ends so too).
+  bool end_mark = false;
 };
 
 // Appends the records of a month file to `into`, keyed by their numbers, in

@@ -13,12 +13,13 @@ std::string FreeBackupName(platform::FileSystem& fs, const std::string& path) {
 
 bool ReplaceFile(const std::string& path, std::string_view bytes, const ReplaceOptions& options) {
   platform::FileSystem& fs = platform::Fs();
+  const std::string folder = platform::FolderOf(path);
   std::string backup;
   // Puts the old file back.
   auto restore = [&] {
     if (!backup.empty()) {
       if (fs.Exists(path)) fs.Remove(path);
-      fs.Rename(backup, path);
+      if (fs.Rename(backup, path).ok()) fs.SyncFolder(folder);
     }
     return false;
   };
@@ -35,9 +36,12 @@ bool ReplaceFile(const std::string& path, std::string_view bytes, const ReplaceO
     platform::Status written = out->Append(bytes);
     if (written.ok()) written = out->Sync();
     const platform::Status closed = out->Close();
+    // The new file's name (and the backup's) reach the disk before the
+    // backup can go: a power cut after the save then finds the new file.
+    if (written.ok() && closed.ok()) written = fs.SyncFolder(folder);
     if (!written.ok() || !closed.ok()) {
-      // Without an old file to put back, the torn new one goes, so that no
-      // half file is read later.
+      // Without an old file to put back, the new one goes, so that no torn
+      // or unsynced file is read later.
       if (backup.empty() && fs.Exists(path)) fs.Remove(path);
       return restore();
     }

@@ -26,9 +26,12 @@ struct ReplaceOptions {
 
 // Replaces the file at `path` by `bytes` through platform::Fs(): the old
 // file, if any, is renamed to FreeBackupName, the new one written, synced
-// and closed, Commit run, and the backup deleted. On any failure the old
-// file is given back its name and false is returned; a new file that could
-// not be written whole is removed, so no torn file is left to be read.
+// and closed, the folder synced, Commit run, and the backup deleted. On any
+// failure the old file is given back its name and false is returned; a new
+// file that could not be written whole is removed, so no torn file is left
+// to be read. Whatever moment the process or the machine stops at, the old
+// or the new content is on the disk whole under the path or the backup's
+// name.
 bool ReplaceFile(const std::string& path, std::string_view bytes,
                  const ReplaceOptions& options = {});
 

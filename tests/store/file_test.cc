@@ -173,14 +173,23 @@ TEST_F(FileFailureTest, AFileThatCannotBeReadFailsToLoadKeepingTheRecordsBeforeT
   ExpectOnlyMessage(LoadFailure());
 }
 
-TEST_F(FileFailureTest, ASuccessfulSaveReplacesTheFileAndLeavesNoBackup) {
+TEST_F(FileFailureTest, ASuccessfulSaveReplacesTheFileDurablyAndLeavesNoBackup) {
   FilePtr may = ChangedMay();
+  FaultFileSystem journal;
+  testing::ScopedFileSystem installed(&journal);
   may->SaveFile();
   EXPECT_TRUE(messages_.messages.empty());
   EXPECT_EQ(ReadBytes(path_), store::EncodeMonthFile(*may->Appointments()));
   EXPECT_FALSE(PathExists(path_ + ".1"));
   EXPECT_FALSE(may->Changed());
   EXPECT_EQ(notifier_->sent.back(), "Saved 200805");
+  // The new file and the folder reach the disk before the backup goes, so a
+  // power cut at any moment leaves one whole copy under one of the names.
+  const std::string backup = path_ + ".1";
+  EXPECT_EQ(journal.journal,
+            (std::vector<std::string>{"rename " + path_ + " " + backup, "create " + path_,
+                                      "sync " + path_, "close " + path_,
+                                      "sync-folder " + DataFolder(), "remove " + backup}));
 }
 
 TEST_F(FileFailureTest, EveryFailedSaveLeavesThePreviousFileByteForByte) {
@@ -197,6 +206,7 @@ TEST_F(FileFailureTest, EveryFailedSaveLeavesThePreviousFileByteForByte) {
       {"disk full half-way", [](FaultFileSystem& f) { f.LimitWrites(40); }, true},
       {"sync fails", [](FaultFileSystem& f) { f.FailOn(Op::kSync); }, true},
       {"close fails", [](FaultFileSystem& f) { f.FailOn(Op::kClose); }, true},
+      {"folder sync fails", [](FaultFileSystem& f) { f.FailOn(Op::kSyncFolder); }, true},
       {"notifier fails", [this](FaultFileSystem&) { notifier_->failing = "Saved"; }, false},
       {"entry without period",
        [&may](FaultFileSystem&) { may->Appointments()->Item(2)->SetDateTime(nullptr); }, true},

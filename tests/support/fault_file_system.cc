@@ -25,9 +25,11 @@ class FaultWritableFile : public platform::WritableFile {
     return base_->Append(data);
   }
   platform::Status Sync() override {
+    fs_->journal.push_back("sync " + path_);
     return fs_->Fails(Op::kSync, path_) ? FaultFileSystem::Injected(path_) : base_->Sync();
   }
   platform::Status Close() override {
+    fs_->journal.push_back("close " + path_);
     platform::Status closed = base_->Close();
     return fs_->Fails(Op::kClose, path_) ? FaultFileSystem::Injected(path_) : closed;
   }
@@ -48,6 +50,7 @@ bool FaultFileSystem::Fails(Op op, const std::string& path) const {
 
 platform::Status FaultFileSystem::NewWritableFile(const std::string& path,
                                                   std::unique_ptr<platform::WritableFile>* file) {
+  journal.push_back("create " + path);
   if (Fails(Op::kCreate, path)) return Injected(path);
   std::unique_ptr<platform::WritableFile> base;
   platform::Status s = Os().NewWritableFile(path, &base);

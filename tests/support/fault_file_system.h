@@ -14,7 +14,7 @@ namespace orncal::testing {
 
 class FaultFileSystem : public platform::FileSystem {
  public:
-  enum class Op { kCreate, kAppend, kSync, kClose, kRename, kRemove, kCreateFolder };
+  enum class Op { kCreate, kAppend, kSync, kClose, kRename, kRemove, kCreateFolder, kSyncFolder };
 
   // Fails every operation `op` whose path contains `path_part` ("" = any).
   void FailOn(Op op, std::string path_part = "") { faults_.push_back({op, std::move(path_part)}); }
@@ -23,6 +23,10 @@ class FaultFileSystem : public platform::FileSystem {
   void LimitWrites(int64_t bytes) { write_budget_ = bytes; }
   // The folders it was asked to create, in order.
   const std::vector<std::string>& CreatedFolders() const { return created_; }
+  // Every change asked of it, in order, as "create PATH", "sync PATH",
+  // "close PATH", "rename FROM TO", "remove PATH", "sync-folder FOLDER"
+  // (writes themselves are left out).
+  std::vector<std::string> journal;
 
   bool Exists(const std::string& path) override { return Os().Exists(path); }
   platform::Status ReadFile(const std::string& path, std::string* contents) override {
@@ -31,10 +35,16 @@ class FaultFileSystem : public platform::FileSystem {
   platform::Status NewWritableFile(const std::string& path,
                                    std::unique_ptr<platform::WritableFile>* file) override;
   platform::Status Rename(const std::string& from, const std::string& to) override {
+    journal.push_back("rename " + from + " " + to);
     return Fails(Op::kRename, from) ? Injected(from) : Os().Rename(from, to);
   }
   platform::Status Remove(const std::string& path) override {
+    journal.push_back("remove " + path);
     return Fails(Op::kRemove, path) ? Injected(path) : Os().Remove(path);
+  }
+  platform::Status SyncFolder(const std::string& folder) override {
+    journal.push_back("sync-folder " + folder);
+    return Fails(Op::kSyncFolder, folder) ? Injected(folder) : Os().SyncFolder(folder);
   }
   platform::Status CreateFolder(const std::string& path) override {
     created_.push_back(path);

@@ -227,7 +227,9 @@ TEST_F(Commands, CheckRepairsFromTheNewestCompleteBackup) {
   const std::string newer = testing::ReadBytes(DataFile("200805.xmf"));
   testing::WriteBytes(DataFile("200805.xmf.1"), older);
   testing::WriteBytes(DataFile("200805.xmf.2"), newer);
-  testing::WriteBytes(DataFile("200805.xmf.3"), newer.substr(0, newer.size() - 3));
+  // The newest backup lacks only its end mark: cut short between two
+  // records, it reads without a fault but is not whole.
+  testing::WriteBytes(DataFile("200805.xmf.3"), newer.substr(0, newer.size() - 1));
   testing::WriteBytes(DataFile("200805.xmf"), newer.substr(0, 20));
   const auto stamp = [&](const char* name, int age) {
     std::filesystem::last_write_time(

@@ -193,8 +193,13 @@ Copy Inspect(const fs::path& path, Kind kind, int32_t fileLong) {
   switch (kind) {
     case Kind::kMonth: {
       const MonthFileContents contents = DecodeMonthFile(bytes, fileLong);
-      copy.complete = contents.Complete;
-      copy.problem = contents.Problem;
+      // As for the task file: a month file the writer did not finish may
+      // end between two records.
+      copy.complete = contents.Complete && contents.EndMark;
+      copy.problem = !contents.Complete ? contents.Problem
+                     : !contents.EndMark
+                         ? "the end mark is missing: the file may have been cut short"
+                         : "";
       copy.count = contents.Records ? contents.Records->Count() : 0;
       break;
     }
