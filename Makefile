@@ -36,14 +36,15 @@ test-native: deps
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS) -LE soak
 
-# The Release build with its tests is compiled (they run under the
-# sanitizers above); the Python package, which a sanitized build cannot
-# load, is tested here (ctest -L python); then the build is installed into a
-# temporary prefix and an example is built against the installed package
-# (scripts/test-package.sh).
+# The Release build of what is installed (the test suites already ran under
+# the sanitizers above and are not compiled again); the Python package, which
+# a sanitized build cannot load, is tested here (ctest -L python); then the
+# build is installed into a temporary prefix and an example is built against
+# the installed package (scripts/test-package.sh).
+RELEASE_TARGETS = orncalendar orncalendar_shared orncal OrnCalNtf orncalendar_python add_appointments
 test-release: deps
 	@$(CONFIGURE) -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=Release >/dev/null
-	@cmake --build $(RELEASE_BUILD) -j $(JOBS)
+	@cmake --build $(RELEASE_BUILD) -j $(JOBS) --target $(RELEASE_TARGETS)
 	@cd $(RELEASE_BUILD) && ctest -L python --output-on-failure
 	@./scripts/test-package.sh $(RELEASE_BUILD)
 
