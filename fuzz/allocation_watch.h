@@ -3,11 +3,15 @@
 // allocate more than those bytes can justify.
 #pragma once
 
-#include <sanitizer/allocator_interface.h>
-
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+
+// The sanitizer runtime's hook registration (declared here rather than
+// through its header, which not every compiler ships).
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*malloc_hook)(const volatile void*,
+                                                                             size_t),
+                                                         void (*free_hook)(const volatile void*));
 
 namespace orncal::fuzz {
 
