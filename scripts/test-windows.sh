@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Cross-builds the library and every test suite for 64-bit Windows and runs
 # each test program under Wine, in a private Wine prefix below the build
-# folder. Fails when the build or any test fails; the prefix's wineserver is
+# folder; then registers the automation server OrnCalendar.dll there and
+# runs the VBScript suite (tests/vbscript) through the script host. Fails when the build or any test fails; the prefix's wineserver is
 # ended in every case.
 # Usage: scripts/test-windows.sh   (BUILD_WINDOWS and JOBS may be set)
 set -euo pipefail
@@ -42,5 +43,29 @@ if [ ! -f "$ready" ]; then
 fi
 
 # CTest runs every test program through wine (the toolchain's emulator).
-cd "$build"
-ctest --output-on-failure --timeout 300 -j "$jobs"
+root=$PWD
+(cd "$build" && ctest --output-on-failure --timeout 300 -j "$jobs")
+
+# The automation server, registered in the prefix and scripted as a client
+# program would: each VBScript test runs in the script host on a data folder
+# of its own (the user's application-data folder, emptied before it).
+start=$SECONDS
+(cd "$build/src/interop" && wine regsvr32 /s OrnCalendar.dll) || {
+  echo "Registering OrnCalendar.dll failed" >&2
+  exit 1
+}
+host="$build/tools/scripthost/orncal-scripthost.exe"
+data="$WINEPREFIX/drive_c/users/${USER:-$(id -un)}/AppData/Roaming/Ornavel"
+failed=()
+for script in tests/vbscript/*.vbs; do
+  [ "$(basename "$script")" = assert.vbs ] && continue
+  rm -rf "$data"
+  echo "VBScript $(basename "$script" .vbs):"
+  timeout 120 wine "$host" tests/vbscript/assert.vbs "$script" | sed 's/^/  /' ||
+    failed+=("$(basename "$script")")
+done
+echo "VBScript suite: $((SECONDS - start)) s"
+if [ ${#failed[@]} -gt 0 ]; then
+  echo "VBScript tests failed: ${failed[*]}" >&2
+  exit 1
+fi
