@@ -54,3 +54,12 @@ Set fso = CreateObject("Scripting.FileSystemObject")
 Check fso.FileExists(cal.Path & "\200805.xmf"), "May written"
 Check fso.FileExists(cal.Path & "\200806.xmf"), "June written"
 Check Not cal.FindAppointment("Zahnarzt (neu)", 1, #1/1/2008#) Is Nothing, "found by name"
+
+' Out arguments come back into the script's variables; an object property
+' is set with Set.
+Dim names, types, data
+a.AddTag "Ort", "text", "Praxis"
+CheckEqual a.GetTags(names, types, data), 1, "one tag"
+CheckEqual names(1) & "/" & types(1) & "/" & data(1), "Ort/text/Praxis", "the tag through out arguments"
+Set a.DateTime = Period(#6/3/2008 9:00#, #6/3/2008 10:00#)
+CheckEqual a.DateTime.StartDateTime, #6/3/2008 9:00#, "a new period set"
