@@ -667,7 +667,10 @@ HRESULT ComObject::Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* p
                           VARIANT* result, EXCEPINFO* exception, UINT* bad_argument) {
   if (result) VariantInit(result);
   if (bad_argument) *bad_argument = 0;
-  if (!params || params->cNamedArgs > params->cArgs) return E_INVALIDARG;
+  if (!params || params->cNamedArgs > params->cArgs || (params->cArgs && !params->rgvarg) ||
+      (params->cNamedArgs && !params->rgdispidNamedArgs)) {
+    return E_INVALIDARG;
+  }
   try {
     // rgvarg holds the named arguments first, then the positional ones from
     // the last to the first; the value of a property put is named
