@@ -2,8 +2,9 @@
 # Cross-builds the library and every test suite for 64-bit Windows and runs
 # each test program under Wine, in a private Wine prefix below the build
 # folder; then registers the automation server OrnCalendar.dll there and
-# runs the VBScript suite (tests/vbscript) through the script host. Fails when the build or any test fails; the prefix's wineserver is
-# ended in every case.
+# runs the VBScript suite (tests/vbscript) through the script host. Fails
+# when the build or any test fails; the prefix's wineserver is ended in every
+# case.
 # Usage: scripts/test-windows.sh   (BUILD_WINDOWS and JOBS may be set)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -50,7 +51,7 @@ root=$PWD
 # program would: each VBScript test runs in the script host on a data folder
 # of its own (the user's application-data folder, emptied before it).
 start=$SECONDS
-(cd "$build/src/interop" && wine regsvr32 /s OrnCalendar.dll) || {
+(cd "$build/src/api/com" && wine regsvr32 /s OrnCalendar.dll) || {
   echo "Registering OrnCalendar.dll failed" >&2
   exit 1
 }
@@ -66,7 +67,7 @@ for script in tests/vbscript/*.vbs; do
 done
 # Unregistering takes the identifiers away again (and the next run
 # registers anew).
-(cd "$build/src/interop" && wine regsvr32 /s /u OrnCalendar.dll)
+(cd "$build/src/api/com" && wine regsvr32 /s /u OrnCalendar.dll)
 if wine reg query 'HKCR\OrnCalendar.CalendarMain' >/dev/null 2>&1; then
   failed+=("unregistering")
 fi

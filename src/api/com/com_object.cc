@@ -1,4 +1,4 @@
-#include "interop/com_object.h"
+#include "api/com/com_object.h"
 
 #include <map>
 #include <mutex>
@@ -7,7 +7,7 @@
 
 #include "api/type_library.h"
 
-namespace orncal::interop {
+namespace orncal::com {
 namespace {
 
 HINSTANCE g_module = nullptr;
@@ -810,7 +810,7 @@ HRESULT ComObject::FindConnectionPoint(REFIID iid, IConnectionPoint** out) {
   return *out ? S_OK : E_OUTOFMEMORY;
 }
 
-}  // namespace orncal::interop
+}  // namespace orncal::com
 
 // The tables of operations, generated from the description of the type
 // library.

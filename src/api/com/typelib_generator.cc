@@ -333,7 +333,7 @@ std::string UuidDecl(const std::string& type, const Guid& g) {
 void WriteCpp(std::ostream& out, const LibraryInfo& lib) {
   out << "// Generated from the library's description of its automation surface.\n"
          "// Do not edit.\n\n"
-         "namespace orncal::interop {\n\n";
+         "namespace orncal::com {\n\n";
   for (const InterfaceInfo& i : lib.interfaces) {
     if (i.kind == InterfaceKind::kDual) out << "struct Iface" << i.name << ";\n";
   }
@@ -345,13 +345,13 @@ void WriteCpp(std::ostream& out, const LibraryInfo& lib) {
       WriteCppDeclaration(out, m);
     out << "};\n\n";
   }
-  out << "}  // namespace orncal::interop\n\n";
+  out << "}  // namespace orncal::com\n\n";
   for (const InterfaceInfo& i : lib.interfaces) {
     if (i.kind == InterfaceKind::kDual) {
-      out << UuidDecl("orncal::interop::Iface" + std::string(i.name), i.iid);
+      out << UuidDecl("orncal::com::Iface" + std::string(i.name), i.iid);
     }
   }
-  out << "\nnamespace orncal::interop {\n\n";
+  out << "\nnamespace orncal::com {\n\n";
   for (const InterfaceInfo& i : lib.interfaces) {
     if (i.kind != InterfaceKind::kDual) continue;
     out << "class Dual" << i.name << " final : public Iface" << i.name << ", public DualBase {\n"
@@ -368,7 +368,7 @@ void WriteCpp(std::ostream& out, const LibraryInfo& lib) {
     out << "  if (name == \"" << i.name << "\") return new Dual" << i.name
         << "(owner, __uuidof(Iface" << i.name << "));\n";
   }
-  out << "  return nullptr;\n}\n\n}  // namespace orncal::interop\n";
+  out << "  return nullptr;\n}\n\n}  // namespace orncal::com\n";
 }
 
 bool WriteFile(const char* path, const std::string& text) {

@@ -4,14 +4,14 @@
 #include <string>
 
 #include "api/type_library.h"
-#include "interop/com_object.h"
+#include "api/com/com_object.h"
 
 // Declared by the system's headers only for newer targets.
 extern "C" HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR* help);
 extern "C" HRESULT WINAPI UnRegisterTypeLibForUser(REFGUID libid, WORD major, WORD minor, LCID lcid,
                                                    SYSKIND kind);
 
-namespace orncal::interop {
+namespace orncal::com {
 namespace {
 
 // Whether a calendar was started in this process: from then on the DLL
@@ -79,9 +79,9 @@ bool SetValue(HKEY root, const std::wstring& key, const wchar_t* name, const std
 const std::wstring kClassesRoot = L"Software\\Classes\\";
 
 }  // namespace
-}  // namespace orncal::interop
+}  // namespace orncal::com
 
-using namespace orncal::interop;
+using namespace orncal::com;
 namespace api = orncal::api;
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {

@@ -24,7 +24,7 @@
 #include "api/dispatch.h"
 #include "orncalendar/error.h"
 
-namespace orncal::interop {
+namespace orncal::com {
 
 using api::DispatchPtr;
 using api::DispId;
@@ -270,4 +270,4 @@ class DualBase {
 // none); it lives as long as its owner, which deletes it.
 IDispatch* NewDualInterface(std::string_view name, ComObject& owner);
 
-}  // namespace orncal::interop
+}  // namespace orncal::com
