@@ -56,6 +56,10 @@ start=$SECONDS
   exit 1
 }
 host="$build/tools/scripthost/orncal-scripthost.exe"
+# The scripts' calendars relay their changes through the notifier of the
+# build tree, which ends soon after the last of them.
+ORNCAL_NOTIFIER=$(wine winepath -w "$PWD/$build/tools/orncal/OrnCalNtf.exe" 2>/dev/null)
+export ORNCAL_NOTIFIER ORNCAL_NOTIFIER_LINGER_MS=300
 data="$WINEPREFIX/drive_c/users/${USER:-$(id -un)}/AppData/Roaming/Ornavel"
 failed=()
 for script in tests/vbscript/*.vbs; do
@@ -65,6 +69,25 @@ for script in tests/vbscript/*.vbs; do
   timeout 120 wine "$host" tests/vbscript/assert.vbs "$script" | sed 's/^/  /' ||
     failed+=("$(basename "$script")")
 done
+# Two script processes on one data folder: the listener connects its
+# handlers and says so with a file in the data folder, then the changer
+# files an appointment and a task, which reach the listener through the
+# notifier.
+rm -rf "$data"
+echo "VBScript two processes:"
+timeout 120 wine "$host" tests/vbscript/assert.vbs tests/vbscript/two_processes/listener.vbs \
+  >"$build/listener.log" 2>&1 &
+listener=$!
+for _ in $(seq 600); do
+  [ -n "$(find "$data" -name listener.ready 2>/dev/null)" ] && break
+  kill -0 "$listener" 2>/dev/null || break
+  sleep 0.1
+done
+timeout 60 wine "$host" tests/vbscript/assert.vbs tests/vbscript/two_processes/changer.vbs |
+  sed 's/^/  changer: /' || failed+=("two_processes/changer.vbs")
+wait "$listener" || failed+=("two_processes/listener.vbs")
+sed 's/^/  listener: /' "$build/listener.log"
+
 # Unregistering takes the identifiers away again (and the next run
 # registers anew).
 (cd "$build/src/api/com" && wine regsvr32 /s /u OrnCalendar.dll)

@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "api/com/notification_pump.h"
 #include "api/type_library.h"
 
 namespace orncal::com {
@@ -208,6 +209,8 @@ class ConnectionPoint final : public IConnectionPoint {
       auto client = std::make_shared<ClientDispatch>(events);
       events->Release();
       *cookie = static_cast<DWORD>(owner_->Object()->Events()->Advise(std::move(client)));
+      // From now on the other processes' changes are wanted here too.
+      StartNotificationPump();
       return S_OK;
     } catch (...) {
       return CONNECT_E_CANNOTCONNECT;
