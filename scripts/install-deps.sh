@@ -6,7 +6,9 @@ set -euo pipefail
 native=(build-essential cmake ninja-build googletest libgtest-dev libgmock-dev
         libbenchmark-dev libcli11-dev nlohmann-json3-dev clang-format pkgconf
         python3-dev pybind11-dev python3-pytest)
-windows=(g++-mingw-w64-x86-64-posix wine wine64 wine64-tools)
+# widl (wine64-tools) compiles the type library of the automation server
+# with the Windows interface definitions of Wine's development files.
+windows=(g++-mingw-w64-x86-64-posix wine wine64 wine64-tools libwine-dev)
 bench=(libbenchmark-dev libical-dev libcurl4-openssl-dev pkgconf python3-dev pybind11-dev)
 # iCalendar and CalDAV, and what their tests run: an independent reader and
 # writer of iCalendar and a CalDAV server on 127.0.0.1.

@@ -129,7 +129,7 @@ class ClassTable {
   const BoundMember* FindName(std::string_view name) const;
   const std::vector<BoundMember>& Members() const { return members_; }
   // Whether the class implements an interface (by name).
-  bool Implements(std::string_view interface) const;
+  bool Implements(std::string_view interface_name) const;
   // "Name (get)" for every accessor the interfaces declare but no binding
   // provides, and "Name (binding)" for every binding no interface declares:
   // empty for a complete class.

@@ -24,7 +24,7 @@ namespace {
 using protocol::Kind;
 using std::chrono::milliseconds;
 
-constexpr const char* kProgramName = "OrnCalNtf";
+const std::string kProgramName = platform::ProgramFile("OrnCalNtf");
 // How long a start of the notifier may take until it listens, and when a
 // second start is tried within it.
 constexpr milliseconds kStartWait{5000};

@@ -5,9 +5,10 @@
 // a process of its own, and the descriptor a client's event loop waits on.
 //
 // On POSIX this is a Unix-domain stream socket in a private folder, with
-// the peer's credentials checked on both ends. Windows has no transport
-// yet (NotifierTransportAvailable() is false there and every call fails);
-// a named-pipe implementation slots in behind the same classes.
+// the peer's credentials checked on both ends. On Windows it is a named
+// pipe per user (the `socket` of the endpoint is the pipe's name) that
+// only that user may open, the process at the other end checked on both
+// ends; descriptors there are event handles that stay set while ready.
 #pragma once
 
 #include <cstdint>
@@ -104,8 +105,17 @@ bool PollItems(std::vector<PollItem>& items, int timeout_ms);
 Status SpawnDetached(const std::string& program, const std::vector<std::string>& arguments,
                      const std::string& errorLog);
 bool IsExecutableFile(const std::string& path);
+// The file name of the program `name` (with ".exe" on Windows).
+std::string ProgramFile(std::string_view name);
 // The first executable `name` in the folders of PATH, or "".
 std::string FindProgramOnPath(std::string_view name);
+
+// For the notifier's own process: sets `*stop` when the process is asked to
+// end (SIGTERM or SIGINT; on Windows a console's Ctrl+C or close), and
+// keeps writes to a connection that broke from ending it.
+void HandleStopRequests(volatile bool* stop);
+// Empties the standard error when it is a file larger than `bytes`.
+void TrimErrorLog(int64_t bytes);
 
 // An environment variable of this process.
 std::optional<std::string> GetEnv(const std::string& name);

@@ -351,6 +351,8 @@ bool IsExecutableFile(const std::string& path) {
          ::access(path.c_str(), X_OK) == 0;
 }
 
+std::string ProgramFile(std::string_view name) { return std::string(name); }
+
 std::string FindProgramOnPath(std::string_view name) {
   const char* path = std::getenv("PATH");
   if (!path) return {};
@@ -371,6 +373,34 @@ std::optional<std::string> GetEnv(const std::string& name) {
   const char* value = std::getenv(name.c_str());
   if (!value) return std::nullopt;
   return std::string(value);
+}
+
+namespace {
+
+volatile bool* stop_flag = nullptr;
+
+void StopHandler(int) {
+  if (stop_flag) *stop_flag = true;
+}
+
+}  // namespace
+
+void HandleStopRequests(volatile bool* stop) {
+  stop_flag = stop;
+  ::signal(SIGPIPE, SIG_IGN);
+  struct sigaction action {};
+  action.sa_handler = StopHandler;
+  ::sigaction(SIGTERM, &action, nullptr);
+  ::sigaction(SIGINT, &action, nullptr);
+}
+
+void TrimErrorLog(int64_t bytes) {
+  struct stat st;
+  if (::fstat(2, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > bytes) {
+    if (::ftruncate(2, 0) != 0) {
+      // A log that cannot be cut grows on.
+    }
+  }
 }
 
 #ifdef __linux__

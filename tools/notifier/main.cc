@@ -8,13 +8,10 @@
 // The same settings may come from ORNCAL_NOTIFIER_WAIT_MS,
 // ORNCAL_NOTIFIER_LINGER_MS and ORNCAL_NOTIFIER_QUEUE_BYTES (the options
 // win). It listens in the user's private runtime folder
-// ($XDG_RUNTIME_DIR/orncalendar, else /tmp/orncalendar-<uid>); a second
-// notifier started there ends at once. Problems with single connections
-// are written to standard error, one line each.
-#include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
+// ($XDG_RUNTIME_DIR/orncalendar, else /tmp/orncalendar-<uid>; on Windows
+// the pipe \\.\pipe\orncalendar-<SID>, its lock and log in the local
+// application-data folder); a second notifier started there ends at once. Problems with single
+// connections are written to standard error, one line each.
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
@@ -28,8 +25,6 @@
 namespace {
 
 volatile bool stop_requested = false;
-
-void RequestStop(int) { stop_requested = true; }
 
 std::optional<int64_t> Number(std::string_view text) {
   int64_t value = 0;
@@ -78,11 +73,7 @@ int main(int argc, char** argv) {
   options.wait_ms = std::min(options.wait_ms, 600000);
   options.linger_ms = std::min(options.linger_ms, 3600000);
 
-  ::signal(SIGPIPE, SIG_IGN);
-  struct sigaction stop {};
-  stop.sa_handler = RequestStop;
-  ::sigaction(SIGTERM, &stop, nullptr);
-  ::sigaction(SIGINT, &stop, nullptr);
+  platform::HandleStopRequests(&stop_requested);
 
   platform::NotifierEndpoint endpoint;
   if (platform::Status found = platform::FindNotifierEndpoint(&endpoint); !found.ok()) {
@@ -101,12 +92,7 @@ int main(int argc, char** argv) {
   }
   // The log a started notifier writes to is kept small: it begins anew
   // with each notifier once it grew large.
-  struct stat st;
-  if (::fstat(2, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > (1 << 20)) {
-    if (::ftruncate(2, 0) != 0) {
-      // A log that cannot be cut grows on.
-    }
-  }
+  platform::TrimErrorLog(1 << 20);
   notifier::Relay relay(options, std::cerr);
   relay.Run(*listener, stop_requested);
   return 0;

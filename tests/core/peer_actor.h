@@ -1,0 +1,304 @@
+// The commands of peer_actor, the calendar client that the tests of change
+// propagation drive in processes of their own (see peer_actor_posix.cc and
+// peer_actor_windows.cc for the programs around it). Included once by each.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/notifier_link.h"
+#include "core/shared_calendar.h"
+#include "orncalendar/orncalendar.h"
+#include "platform/system.h"
+
+namespace orncal::peer {
+
+struct Failure {
+  std::string what;
+};
+
+Date ParseWhen(const std::string& text) {
+  int y, mo, d, h = 0, mi = 0;
+  double s = 0;
+  if (std::sscanf(text.c_str(), "%d-%d-%dT%d:%d:%lf", &y, &mo, &d, &h, &mi, &s) < 3) {
+    throw Failure{"not a time: " + text};
+  }
+  return DateFromParts(y, mo, d) + (h * 3600 + mi * 60 + s) / 86400.0;
+}
+
+std::pair<int32_t, int32_t> ParseKey(const std::string& text) {
+  int file = 0, id = 0;
+  if (std::sscanf(text.c_str(), "%d/%d", &file, &id) != 2) throw Failure{"not FILE/ID: " + text};
+  return {file, id};
+}
+
+std::string KeyOf(const Appointment& a) {
+  return std::to_string(a.File()) + "/" + std::to_string(a.ID());
+}
+
+class Actor {
+ public:
+  explicit Actor(CalendarPtr calendar) : calendar_(std::move(calendar)) {
+    events_ = calendar_->Notificator();
+    events_->Subscribe(Notificator::Event::kChange, [this] { ++changes_; });
+    events_->Subscribe(Notificator::Event::kTasksChange, [this] { ++task_changes_; });
+    SetMessageHandler([this](const Message& m) { messages_.push_back(m.Text); });
+  }
+
+  bool autopump = true;
+
+  // Runs one command; false for "quit".
+  bool Run(const std::string& line, std::ostream& out) {
+    std::istringstream in(line);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;)
+      words.push_back(word);
+    if (words.empty()) return true;
+    if (words[0] == "quit") return false;
+    std::ostringstream body;
+    body.precision(17);
+    try {
+      std::string head = Do(words, body);
+      out << "ok" << (head.empty() ? "" : " " + head) << "\n" << body.str();
+    } catch (const Failure& f) {
+      out << "error " << f.what << "\n";
+    } catch (const std::exception& e) {
+      out << "error " << e.what() << "\n";
+    }
+    out << ".\n";
+    return true;
+  }
+
+ private:
+  AppointmentPtr Find(const std::string& key) {
+    auto [file, id] = ParseKey(key);
+    AppointmentPtr a = calendar_->GetAppointment(file, id);
+    if (!a || a->AppointmentType() != 1) throw Failure{"no appointment " + key};
+    return a;
+  }
+
+  void Need(const std::vector<std::string>& w, size_t n) {
+    if (w.size() != n + 1) throw Failure{"wrong number of arguments"};
+  }
+
+  void ListMonth(const File& file, std::ostream& out) {
+    for (const AppointmentPtr& entry : *file.Appointments()) {
+      out << entry->AppointmentType() << " #" << entry->OutsideID();
+      if (auto* link = dynamic_cast<AppointmentLink*>(entry.get())) {
+        out << " -> " << link->DestinationFile() << "/" << link->DestinationID() << "\n";
+      } else {
+        DateTimePtr p = entry->DateTime();
+        out << " " << entry->Title() << " [" << entry->Project() << "] "
+            << (p ? p->StartDateTime() : 0) << " " << (p ? p->EndDateTime() : 0) << "\n";
+      }
+    }
+  }
+
+  std::string Do(const std::vector<std::string>& w, std::ostream& out) {
+    const std::string& c = w[0];
+    Calendar& cal = *calendar_;
+    if (c == "add") {
+      Need(w, 3);
+      AppointmentPtr a = cal.Appointment(
+          {.StartDateTime = ParseWhen(w[2]), .EndDateTime = ParseWhen(w[3]), .AllDay = false});
+      a->SetTitle(w[1]);
+      a->NotifyChange();
+      return KeyOf(*a);
+    }
+    if (c == "weekly") {  // TITLE FIRST-DAY LAST-DAY: Mondays 10:00-11:00
+      Need(w, 3);
+      AppointmentPtr a = cal.Appointment({.SaveNow = false});
+      DateTimeSerialPtr series = DateTimeSerial::New();
+      series->SetRepetitionMode(calWeekly);
+      series->Setn(1);
+      series->SetWeekdays(calMonday);
+      series->SetSeriesStartDateTime(ParseWhen(w[2]));
+      series->SetSeriesEndDateTime(ParseWhen(w[3]));
+      series->SetStartDateTime(10 / 24.0);
+      series->SetEndDateTime(11 / 24.0);
+      a->SetDateTime(series);
+      a->SetTitle(w[1]);
+      a->AfterDateTimeChange();
+      return KeyOf(*a);
+    }
+    if (c == "title" || c == "project") {
+      Need(w, 2);
+      AppointmentPtr a = Find(w[1]);
+      if (c == "title")
+        a->SetTitle(w[2]);
+      else
+        a->SetProject(w[2]);
+      a->NotifyChange();
+      return {};
+    }
+    if (c == "notes") {  // KEY BYTES: notes of that many letters
+      Need(w, 2);
+      AppointmentPtr a = Find(w[1]);
+      a->SetNotes(std::string(static_cast<size_t>(std::stol(w[2])), 'x'));
+      a->NotifyChange();
+      return {};
+    }
+    if (c == "move") {
+      Need(w, 3);
+      AppointmentPtr a = Find(w[1]);
+      a->BeforeDateTimeChange();
+      a->SetDateTime(DateTimeNormal::New(ParseWhen(w[2]), ParseWhen(w[3])));
+      a->AfterDateTimeChange();
+      return KeyOf(*a);
+    }
+    if (c == "remove") {
+      Need(w, 1);
+      Find(w[1])->Remove();
+      return {};
+    }
+    if (c == "save") {
+      cal.Save();
+      return {};
+    }
+    if (c == "release") {
+      cal.Release();
+      return {};
+    }
+    if (c == "month" || c == "cached") {
+      Need(w, 1);
+      const int32_t month = std::stoi(w[1]);
+      FilePtr file =
+          cal.GetMonthFile(MonthRef{.Key = w[1], .FileLong = month}, {.OnlyLoaded = c == "cached"});
+      if (!file) return "none";
+      ListMonth(*file, out);
+      return {};
+    }
+    if (c == "dump") {  // every month listed, read where needed, in order
+      std::vector<int32_t> months(cal.AllFiles()->begin(), cal.AllFiles()->end());
+      std::sort(months.begin(), months.end());
+      for (int32_t month : months) {
+        FilePtr file = cal.GetMonthFile(MonthRef{.Key = std::to_string(month), .FileLong = month});
+        if (file->Appointments()->Count() == 0) continue;
+        out << "file " << month << "\n";
+        ListMonth(*file, out);
+      }
+      return {};
+    }
+    if (c == "query") {
+      Need(w, 2);
+      AppointmentsPtr found = cal.AllAppointmentsInPeriod(
+          *DateTimeNormal::New(ParseWhen(w[1]), ParseWhen(w[2])), {.SeperateSerials = false});
+      for (const AppointmentPtr& a : *found)
+        out << KeyOf(*a) << " " << a->Title() << "\n";
+      return std::to_string(found->Count());
+    }
+    if (c == "scan") {
+      cal.ScanMonthFiles();
+      return {};
+    }
+    if (c == "pump") return std::to_string(cal.ProcessNotifications());
+    if (c == "autopump") {
+      Need(w, 1);
+      autopump = w[1] == "on";
+      return {};
+    }
+    if (c == "flush") {
+      core::NotifierLink::Process().Flush();
+      return {};
+    }
+    if (c == "events") {
+      std::string counts =
+          "change=" + std::to_string(changes_) + " tasks=" + std::to_string(task_changes_);
+      changes_ = task_changes_ = 0;
+      return counts;
+    }
+    if (c == "instance") return std::to_string(core::InstanceID());
+    if (c == "messages") {
+      for (const std::string& text : messages_)
+        out << text << "\n";
+      const std::string count = std::to_string(messages_.size());
+      messages_.clear();
+      return count;
+    }
+    if (c == "raise") {
+      events_->RaiseChange();
+      return {};
+    }
+    if (c == "task-add") {
+      Need(w, 1);
+      TaskPtr task = cal.Task({.SaveNow = false});
+      task->SetTitle(w[1]);
+      task->SetDateTime(DateTimeNormal::New(DateFromParts(2008, 5, 1), DateFromParts(2008, 5, 9)));
+      task->NotifyChange();
+      return std::to_string(task->ID());
+    }
+    if (c == "task-title" || c == "task-remove") {
+      Need(w, c == "task-title" ? 2 : 1);
+      TaskPtr task = cal.IncompleteTaskFromID(std::stoi(w[1]));
+      if (!task) throw Failure{"no task " + w[1]};
+      if (c == "task-remove") {
+        task->Remove();
+      } else {
+        task->SetTitle(w[2]);
+        task->NotifyChange();
+      }
+      return {};
+    }
+    if (c == "tasks") {
+      CollectionPtr<TaskPtr> tasks = cal.IncompleteTasks();
+      for (const TaskPtr& task : *tasks)
+        out << task->ID() << " " << task->Title() << (task->Changed() ? " changed" : "") << "\n";
+      return std::to_string(tasks->Count()) + (cal.TasksChanged() ? " changed" : "");
+    }
+    if (c == "cat-add") {
+      Need(w, 2);
+      cal.Categories()->Add(w[1], {.Color = std::stoi(w[2])});
+      return {};
+    }
+    if (c == "cat-save") {
+      cal.Categories()->Save();
+      return {};
+    }
+    if (c == "cats") {
+      CategoriesPtr categories = cal.Categories();
+      for (const std::string& name : categories->Names())
+        out << name << "=" << categories->Color(name) << "\n";
+      return {};
+    }
+    if (c == "srt-add") {
+      Need(w, 2);
+      cal.SpecialRemindTimes()->Add(SpecialRemindTime::New(ParseWhen(w[2]), Find(w[1])));
+      return {};
+    }
+    if (c == "srt-save") {
+      cal.SaveSpecialRemindTimes();
+      return {};
+    }
+    if (c == "srt") {
+      for (const SpecialRemindTimePtr& r : *cal.SpecialRemindTimes())
+        out << r->RemindAt() << "=" << KeyOf(*r->Appointment()) << "\n";
+      return std::to_string(cal.SpecialRemindTimes()->Count());
+    }
+    if (c == "setenv") {
+      Need(w, 2);
+      platform::SetEnv(w[1], w[2]);
+      return {};
+    }
+    if (c == "sleep") {
+      Need(w, 1);
+      std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(w[1])));
+      return {};
+    }
+    throw Failure{"unknown command " + c};
+  }
+
+  CalendarPtr calendar_;
+  NotificatorPtr events_;
+  int changes_ = 0;
+  int task_changes_ = 0;
+  std::vector<std::string> messages_;
+};
+
+}  // namespace orncal::peer
