@@ -14,8 +14,12 @@ jobs=${JOBS:-$(nproc)}
 
 ./scripts/install-deps.sh windows
 
+# Unoptimized, like the native test build, but without debug information:
+# nothing reads it under Wine, and it is a third of the build's time on two
+# cores.
 cmake -S . -B "$build" -G Ninja -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake \
-  -DCMAKE_BUILD_TYPE=Debug -DORNCAL_WARNINGS_AS_ERRORS=ON >/dev/null
+  -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DCMAKE_C_FLAGS_DEBUG=-O0 \
+  -DORNCAL_WARNINGS_AS_ERRORS=ON >/dev/null
 cmake --build "$build" -j "$jobs"
 
 # A headless, private Wine: no display, no Mono or Gecko prompts, no debug

@@ -11,6 +11,7 @@
 #include <set>
 #include <unordered_map>
 
+#include "interop/ical_time.h"
 #include "interop/series_rule.h"
 #include "orncalendar/appointment.h"
 #include "orncalendar/appointments.h"
@@ -194,22 +195,6 @@ uint32_t SwapRedBlue(uint32_t value) {
 }
 
 // ------------------------------------------------------------------- times
-
-icaltimetype LocalTime(Date date, bool allDay) {
-  const DateParts p = SplitDate(allDay ? DayPart(date) : date);
-  icaltimetype t = icaltime_null_time();
-  t.year = p.Year;
-  t.month = p.Month;
-  t.day = p.Day;
-  if (allDay) {
-    t.is_date = 1;
-  } else {
-    t.hour = p.Hour;
-    t.minute = p.Minute;
-    t.second = p.Second;
-  }
-  return t;
-}
 
 Date FromTm(const std::tm& tm) {
   return DateFromParts(tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday) +
@@ -441,7 +426,7 @@ icalcomponent* EventFor(Calendar& calendar, const LocalItem& item, const ExportO
       start = written.Shown.front().Start;
       for (size_t i = 1; i < written.Shown.size(); ++i) {
         icaldatetimeperiodtype date{};
-        date.time = LocalTime(written.Shown[i].Start, all_day);
+        date.time = LocalIcalTime(written.Shown[i].Start, all_day);
         date.period = icalperiodtype_null_period();
         icalproperty* p = icalproperty_new_rdate(date);
         if (all_day) icalproperty_add_parameter(p, icalparameter_new_value(ICAL_VALUE_DATE));
@@ -460,11 +445,13 @@ icalcomponent* EventFor(Calendar& calendar, const LocalItem& item, const ExportO
     end = period->EndDateTime();
   }
   if (all_day) {
-    icalcomponent_add_property(c, icalproperty_new_dtstart(LocalTime(start, true)));
-    icalcomponent_add_property(c, icalproperty_new_dtend(LocalTime(AllDayEnd(start, end), true)));
+    icalcomponent_add_property(c, icalproperty_new_dtstart(LocalIcalTime(start, true)));
+    icalcomponent_add_property(c,
+                               icalproperty_new_dtend(LocalIcalTime(AllDayEnd(start, end), true)));
   } else {
-    icalcomponent_add_property(c, icalproperty_new_dtstart(LocalTime(start, false)));
-    if (end > start) icalcomponent_add_property(c, icalproperty_new_dtend(LocalTime(end, false)));
+    icalcomponent_add_property(c, icalproperty_new_dtstart(LocalIcalTime(start, false)));
+    if (end > start)
+      icalcomponent_add_property(c, icalproperty_new_dtend(LocalIcalTime(end, false)));
   }
   AddCategory(calendar, c, a);
   if (a.Flags() != 0) AddX(c, "X-ORNCAL-FLAGS", std::to_string(a.Flags()));
@@ -481,9 +468,9 @@ icalcomponent* TodoFor(const LocalItem& item) {
   const Date start = period ? period->StartDateTime() : 0;
   const Date due = task.PlannedEnd();
   if (start != 0 && (due == 0 || start <= due)) {
-    icalcomponent_add_property(c, icalproperty_new_dtstart(LocalTime(start, false)));
+    icalcomponent_add_property(c, icalproperty_new_dtstart(LocalIcalTime(start, false)));
   }
-  if (due != 0) icalcomponent_add_property(c, icalproperty_new_due(LocalTime(due, false)));
+  if (due != 0) icalcomponent_add_property(c, icalproperty_new_due(LocalIcalTime(due, false)));
   if (item.kind == LocalItem::kDoneTask) {
     icalcomponent_add_property(c, icalproperty_new_status(ICAL_STATUS_COMPLETED));
     icalcomponent_add_property(c, icalproperty_new_percentcomplete(100));

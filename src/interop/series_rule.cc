@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <set>
 
+#include "interop/ical_time.h"
 #include "orncalendar/error.h"
 #include "orncalendar/ole_date.h"
 
@@ -47,22 +48,6 @@ std::string WeekdayPosition(int32_t weekdays, int32_t m) {
   if (k == 1 && m >= -9 && m <= 9) return "BYDAY=" + std::to_string(m) + DayList(weekdays);
   const int32_t position = m >= 1 ? k * (m - 1) + 1 : -(k * (-m - 1) + 1);
   return "BYDAY=" + DayList(weekdays) + ";BYSETPOS=" + std::to_string(position);
-}
-
-icaltimetype ToIcal(Date date, bool allDay) {
-  const DateParts p = SplitDate(date);
-  icaltimetype t = icaltime_null_time();
-  t.year = p.Year;
-  t.month = p.Month;
-  t.day = p.Day;
-  if (allDay) {
-    t.is_date = 1;
-  } else {
-    t.hour = p.Hour;
-    t.minute = p.Minute;
-    t.second = p.Second;
-  }
-  return t;
 }
 
 Date FromIcal(const icaltimetype& t) {
@@ -232,7 +217,7 @@ std::vector<Date> ExpandRule(const std::string& rule, Date first, bool allDay, D
   std::vector<Date> starts;
   const icalrecurrencetype recurrence = icalrecurrencetype_from_string(rule.c_str());
   if (recurrence.freq == ICAL_NO_RECURRENCE) return starts;
-  icalrecur_iterator* it = icalrecur_iterator_new(recurrence, ToIcal(first, allDay));
+  icalrecur_iterator* it = icalrecur_iterator_new(recurrence, LocalIcalTime(first, allDay));
   if (!it) return starts;
   size_t seen = 0;
   for (icaltimetype t = icalrecur_iterator_next(it); !icaltime_is_null_time(t);
@@ -407,6 +392,22 @@ std::optional<DateTimeSerialPtr> SeriesFromRule(const std::string& rule, Date fi
     return std::nullopt;
   }
   return series;
+}
+
+icaltimetype LocalIcalTime(Date date, bool allDay) {
+  const DateParts p = SplitDate(allDay ? DayPart(date) : date);
+  icaltimetype t = icaltime_null_time();
+  t.year = p.Year;
+  t.month = p.Month;
+  t.day = p.Day;
+  if (allDay) {
+    t.is_date = 1;
+  } else {
+    t.hour = p.Hour;
+    t.minute = p.Minute;
+    t.second = p.Second;
+  }
+  return t;
 }
 
 }  // namespace orncal::interop
