@@ -107,10 +107,10 @@ int main(int argc, char** argv) {
     if (name.ends_with(".xmf")) Write(out / "month_file", "written-" + name, bytes);
     if (name == "tasks.xtf") Write(out / "task_file", "written-tasks.xtf", bytes);
     if (name == "categor.ini") Write(out / "categor_ini", "written.ini", bytes);
-    if (name == "SpRmdTim.ini") Write(out / "special_remind_times", "written.ini", bytes);
+    if (name == "SpRmdTim.ini") Write(out / "remind_times_file", "written.ini", bytes);
   }
   Write(out / "categor_ini", "empty.ini", "");
-  Write(out / "special_remind_times", "scan-only.ini", "39582,4166666667\r\n");
+  Write(out / "remind_times_file", "scan-only.ini", "39582,4166666667\r\n");
 
   const char* const texts[] = {"2008-05-14",
                                "2008-05-14T10:30",

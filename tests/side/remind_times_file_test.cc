@@ -1,4 +1,4 @@
-// Special remind times and SpRmdTim.ini.
+// Extra remind times of appointments (SpecialRemindTime) and SpRmdTim.ini.
 #include <gtest/gtest.h>
 
 #include <tuple>

@@ -1,5 +1,5 @@
-// The calendar's side stores: the special remind times and their file
-// SpRmdTim.ini, and the categories object.
+// The calendar's side stores: the extra remind times of appointments
+// (SpecialRemindTime) with their file SpRmdTim.ini, and the categories object.
 #include "core/calendar_state.h"
 #include "core/shared_calendar.h"
 #include "datetime/helpers.h"
