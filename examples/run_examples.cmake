@@ -6,24 +6,7 @@
 file(REMOVE_RECURSE "${DATA}")
 file(MAKE_DIRECTORY "${DATA}")
 
-function(run_example output)
-  execute_process(COMMAND ${EMULATOR} ${ARGN}
-    RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  string(JOIN " " command ${ARGN})
-  message("${command}\n${out}${err}")
-  if(NOT status EQUAL 0)
-    message(FATAL_ERROR "${command} ended with ${status}")
-  endif()
-  set(${output} "${out}" PARENT_SCOPE)
-endfunction()
-
-function(expect text pattern times)
-  string(REGEX MATCHALL "${pattern}" found "${text}")
-  list(LENGTH found count)
-  if(NOT count EQUAL times)
-    message(FATAL_ERROR "expected ${times} line(s) matching '${pattern}', found ${count}")
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/example_checks.cmake)
 
 run_example(added "${ADD}" "${DATA}")
 expect("${added}" "added: (Project review|Team offsite|Standup), [A-Z][a-z][a-z] [0-9.]+ [0-9:]+ \\(stored as [0-9]+/[0-9]+\\)" 3)

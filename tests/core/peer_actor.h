@@ -301,4 +301,20 @@ class Actor {
   std::vector<std::string> messages_;
 };
 
+// Runs every whole line of `pending` (what has come on stdin so far) and
+// keeps the rest; false once a command ended the actor.
+inline bool RunLines(Actor& actor, std::string& pending) {
+  size_t end;
+  while ((end = pending.find('\n')) != std::string::npos) {
+    const std::string line = pending.substr(0, end);
+    pending.erase(0, end + 1);
+    std::ostringstream out;
+    const bool go_on = actor.Run(line, out);
+    std::fputs(out.str().c_str(), stdout);
+    std::fflush(stdout);
+    if (!go_on) return false;
+  }
+  return true;
+}
+
 }  // namespace orncal::peer

@@ -48,15 +48,6 @@ int main(int argc, char** argv) {
     const ssize_t n = ::read(0, buffer, sizeof buffer);
     if (n <= 0) return 0;
     pending.append(buffer, static_cast<size_t>(n));
-    size_t end;
-    while ((end = pending.find('\n')) != std::string::npos) {
-      const std::string line = pending.substr(0, end);
-      pending.erase(0, end + 1);
-      std::ostringstream out;
-      const bool go_on = actor.Run(line, out);
-      std::fputs(out.str().c_str(), stdout);
-      std::fflush(stdout);
-      if (!go_on) return 0;
-    }
+    if (!peer::RunLines(actor, pending)) return 0;
   }
 }

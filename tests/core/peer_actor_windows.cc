@@ -85,16 +85,7 @@ int main(int argc, char** argv) {
       ended = input.ended;
       ResetEvent(input.ready);
     }
-    size_t end;
-    while ((end = pending.find('\n')) != std::string::npos) {
-      const std::string line = pending.substr(0, end);
-      pending.erase(0, end + 1);
-      std::ostringstream out;
-      const bool go_on = actor.Run(line, out);
-      std::fputs(out.str().c_str(), stdout);
-      std::fflush(stdout);
-      if (!go_on) return 0;
-    }
+    if (!peer::RunLines(actor, pending)) return 0;
     if (ended) return 0;
   }
 }

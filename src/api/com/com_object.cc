@@ -34,17 +34,16 @@ GUID ToGuid(const api::Guid& g) {
   return out;
 }
 
-// The enumerator NewEnum hands out, over a late-bound enumerator.
-class ComEnum final : public IEnumVARIANT {
+// IUnknown for a small object that offers one interface besides it,
+// deleted with its last reference.
+template <class Interface, const IID& kIid>
+class OneInterface : public Interface {
  public:
-  explicit ComEnum(DispatchPtr source) : source_(std::move(source)) { ++LiveObjects(); }
-  ~ComEnum() { --LiveObjects(); }
-
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
     if (!out) return E_POINTER;
-    if (iid == IID_IUnknown || iid == IID_IEnumVARIANT) {
-      *out = static_cast<IEnumVARIANT*>(this);
-      AddRef();
+    if (iid == IID_IUnknown || iid == kIid) {
+      *out = static_cast<Interface*>(this);
+      this->AddRef();
       return S_OK;
     }
     *out = nullptr;
@@ -56,6 +55,20 @@ class ComEnum final : public IEnumVARIANT {
     if (left == 0) delete this;
     return left;
   }
+
+ protected:
+  virtual ~OneInterface() = default;
+
+ private:
+  std::atomic<ULONG> references_{1};
+};
+
+// The enumerator NewEnum hands out, over a late-bound enumerator.
+class ComEnum final : public OneInterface<IEnumVARIANT, IID_IEnumVARIANT> {
+ public:
+  explicit ComEnum(DispatchPtr source) : source_(std::move(source)) { ++LiveObjects(); }
+  ~ComEnum() { --LiveObjects(); }
+
   HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* items, ULONG* fetched) override {
     if (!items && count) return E_POINTER;
     ULONG n = 0;
@@ -96,7 +109,6 @@ class ComEnum final : public IEnumVARIANT {
 
  private:
   api::Enumerator& Walker() { return static_cast<api::Enumerator&>(*source_); }
-  std::atomic<ULONG> references_{1};
   DispatchPtr source_;
 };
 
@@ -157,7 +169,7 @@ class ClientDispatch final : public api::Dispatch {
 };
 
 // The connection point of an object's events.
-class ConnectionPoint final : public IConnectionPoint {
+class ConnectionPoint final : public OneInterface<IConnectionPoint, IID_IConnectionPoint> {
  public:
   explicit ConnectionPoint(ComObject* owner) : owner_(owner) {
     owner_->AddRef();
@@ -168,22 +180,6 @@ class ConnectionPoint final : public IConnectionPoint {
     --LiveObjects();
   }
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-    if (!out) return E_POINTER;
-    if (iid == IID_IUnknown || iid == IID_IConnectionPoint) {
-      *out = static_cast<IConnectionPoint*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *out = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
   HRESULT STDMETHODCALLTYPE GetConnectionInterface(IID* iid) override {
     if (!iid) return E_POINTER;
     *iid = owner_->SourceIid();
@@ -230,7 +226,6 @@ class ConnectionPoint final : public IConnectionPoint {
   }
 
  private:
-  std::atomic<ULONG> references_{1};
   ComObject* owner_;
 };
 
