@@ -34,21 +34,27 @@ std::string Join(const std::string& folder, std::string_view name) {
   return path.append(name);
 }
 
+// A member's text, or empty when it is missing or not a text.
+std::string TextOf(const nlohmann::json& object, const char* key) {
+  const auto it = object.find(key);
+  return it != object.end() && it->is_string() ? it->get<std::string>() : std::string();
+}
+
 State LoadState(const std::string& path, const std::string& url) {
   State state;
   const std::optional<std::string> text = ReadWholeFile(path);
   if (!text) return state;
   const nlohmann::json doc = nlohmann::json::parse(*text, nullptr, false);
   if (!doc.is_object() || !doc.contains("items") || !doc["items"].is_array() ||
-      doc.value("url", "") != url) {
+      TextOf(doc, "url") != url) {
     throw SyncError("the sync state '" + path +
                     "' cannot be read; move it away to start afresh (nothing is lost: what "
                     "differs is then kept twice)");
   }
   for (const nlohmann::json& item : doc["items"]) {
-    if (!item.is_object() || !item.contains("uid") || !item["uid"].is_string()) continue;
-    state[item["uid"].get<std::string>()] = {item.value("href", ""), item.value("etag", ""),
-                                             item.value("digest", "")};
+    if (!item.is_object() || TextOf(item, "uid").empty()) continue;
+    state[TextOf(item, "uid")] = {TextOf(item, "href"), TextOf(item, "etag"),
+                                  TextOf(item, "digest")};
   }
   return state;
 }
