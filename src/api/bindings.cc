@@ -518,7 +518,8 @@ DispatchPtr Wrap(const AppointmentPtr& object) {
   if (!object) return nullptr;
   // By the object's own type (the bare implementation would answer
   // AppointmentType with a message).
-  const std::type_info& type = typeid(*object);
+  const Appointment& held = *object;
+  const std::type_info& type = typeid(held);
   return Make<Adapter<A>>(object, type == typeid(AppointmentReal)   ? real
                                   : type == typeid(AppointmentLink) ? link
                                                                     : bare);
@@ -532,7 +533,8 @@ DispatchPtr Wrap(const DateTimePtr& object) {
   static const ClassTable serial(*FindClass("DateTimeSerial"), Joined(kDateTime, kDateTimeSerial));
   static const ClassTable bare(*FindClass("DateTime"), kDateTime);
   if (!object) return nullptr;
-  const std::type_info& type = typeid(*object);
+  const DateTime& held = *object;
+  const std::type_info& type = typeid(held);
   return Make<Adapter<Dt>>(object, type == typeid(DateTimeNormal)   ? normal
                                    : type == typeid(DateTimeSerial) ? serial
                                                                     : bare);
