@@ -19,27 +19,12 @@ const Date kEnd = DateFromParts(2008, 5, 20);
 
 // A record of version 10001: "B\xFCro" is "Büro" in Windows-1252.
 MonthBytes& Record(MonthBytes& b, int32_t id, int32_t file = 0, int32_t reminder = 0) {
-  return b.Long(id)
-      .Text("Steuer")
-      .Text("")
-      .Text(
-          "B\xFC"
-          "ro")
-      .Date(kStart)
-      .Date(kEnd)
-      .Long(file)
-      .Long(reminder);
+  b.Long(id).Text("Steuer").Text("").Text("B\xFCro").Date(kStart).Date(kEnd);
+  return b.Long(file).Long(reminder);
 }
 
 TaskFileRecord Steuer(int32_t id, int32_t file = 0, int32_t reminder = 0) {
-  return {.ID = id,
-          .Title = "Steuer",
-          .Notes = "",
-          .Project = "B\xC3\xBCro",
-          .Start = kStart,
-          .PlannedEnd = kEnd,
-          .ReminderFile = file,
-          .ReminderID = reminder};
+  return {id, "Steuer", "", "B\xC3\xBCro", kStart, kEnd, file, reminder};
 }
 
 auto Fields(const TaskFileRecord& r) {

@@ -1,22 +1,33 @@
-// The task object: its reminder appointment, completion and return, the
-// tags that tie it to appointments, and the copy another process's change
-// arrives as.
+// Tasks: the task object (its reminder appointment, completion and return,
+// the tags that tie it to appointments, the copy another process's change
+// arrives as) and the calendar's task list (tasks.xtf loaded and saved with
+// its backups and messages, new IDs, adding and removing, the queries and
+// the sort).
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <tuple>
 
 #include "orncalendar/orncalendar.h"
+#include "support/fault_file_system.h"
+#include "support/month_bytes.h"
 #include "support/recording_notifier.h"
+#include "tasks/task_file_format.h"
 #include "tasks/task_ids.h"
 
 namespace orncal {
 namespace {
 
+using testing::FaultFileSystem;
+using testing::MonthBytes;
+using testing::PathExists;
+using testing::ReadBytes;
 using Sent = std::vector<std::string>;
 
 const Date kMay14 = DateFromParts(2008, 5, 14);
 const Date kNow = kMay14 + 10 / 24.0;  // the test clock
 
+// Tasks on a calendar whose new IDs come from `random_`.
 class TaskTest : public testing::RecordingCalendarTest {
  protected:
   TaskTest()
@@ -33,6 +44,20 @@ class TaskTest : public testing::RecordingCalendarTest {
     task->SetDateTime(DateTimeNormal::New(kMay14 - 2, kMay14 + 5.75));
     return task;
   }
+  // A listed task with a period.
+  TaskPtr Listed(const std::string& title, Date start, Date end) {
+    TaskPtr task = calendar_->Task({.SaveNow = false});
+    task->SetTitle(title);
+    task->SetDateTime(DateTimeNormal::New(start, end));
+    task->NotifyChange();
+    return task;
+  }
+  static std::string Titles(const CollectionPtr<TaskPtr>& tasks) {
+    std::string titles;
+    for (const TaskPtr& task : *tasks)
+      titles += task->Title();
+    return titles;
+  }
   // The entries of a month file, as "number:title".
   std::string Month(int32_t fileLong) {
     std::string entries;
@@ -44,11 +69,26 @@ class TaskTest : public testing::RecordingCalendarTest {
   static auto Tag(Appointment& a, int32_t i) {
     return std::tuple(a.TagName(i), a.TagType(i), a.TagData(i));
   }
+  std::string LoadFailure() const {
+    return "Schwerwiegender Fehler:\r\nDie Aufgabendatei \"" + path_ +
+           "\" konnte nicht geladen werden.";
+  }
+  std::string SaveFailure() const {
+    return "Die Aufgabendatei \"" + path_ +
+           "\" konnte nicht gespeichert werden. Es besteht die Gefahr, dass Daten verloren gehen.";
+  }
+  void ExpectOnlyMessage(const std::string& text) {
+    ASSERT_EQ(messages_.texts(), std::vector<std::string>{text});
+    EXPECT_EQ(messages_.messages[0].Style, MessageStyle::kCritical);
+    messages_.messages.clear();
+  }
 
   CalendarPtr calendar_;
-  double random_ = 0.25;
+  const std::string path_ = DataFile("tasks.xtf");
+  double random_ = 0.5;
   tasks::TaskIdSource source_before_;
 };
+class TaskListTest : public TaskTest {};
 
 TEST_F(TaskTest, RemindAtMakesMovesAndRemovesTheReminderAppointment) {
   TaskPtr task = Unlisted();
@@ -58,7 +98,7 @@ TEST_F(TaskTest, RemindAtMakesMovesAndRemovesTheReminderAppointment) {
   // A task without ID is added first, so that the reminder carries its ID.
   const Date at = kMay14 + 1.5;
   task->SetRemindAt(at);
-  EXPECT_EQ(task->ID(), 536870900);
+  EXPECT_EQ(task->ID(), 1073741800);
   EXPECT_EQ(calendar_->IncompleteTaskFromID(task->ID()), task);
   AppointmentPtr reminder = task->RemindAppointment();
   ASSERT_TRUE(reminder);
@@ -67,7 +107,7 @@ TEST_F(TaskTest, RemindAtMakesMovesAndRemovesTheReminderAppointment) {
   EXPECT_EQ(std::tuple(reminder->Title(), reminder->Flags(), reminder->Remind(),
                        reminder->RemindAt(), reminder->AllDay(), reminder->TagsCount()),
             std::tuple(std::string("Erinnerung an Aufgabe \"Steuer\""), 31, true, 0, false, 1));
-  EXPECT_EQ(Tag(*reminder, 1), std::tuple("TaskData", "TaskID", "536870900"));
+  EXPECT_EQ(Tag(*reminder, 1), std::tuple("TaskData", "TaskID", "1073741800"));
   EXPECT_EQ(std::tuple(reminder->DateTime()->StartDateTime(), reminder->DateTime()->EndDateTime(),
                        task->RemindAt()),
             std::tuple(at, at, at));
@@ -133,7 +173,7 @@ TEST_F(TaskTest, CompleteTurnsTheTaskIntoAViewOverItsCompletionAppointment) {
   random_ = 0.75;
   task->InComplete();
   EXPECT_FALSE(task->Completed());
-  EXPECT_EQ(std::tuple(id, task->ID()), std::tuple(536870900, 1610612700));  // drawn anew
+  EXPECT_EQ(std::tuple(id, task->ID()), std::tuple(1073741800, 1610612700));  // drawn anew
   EXPECT_EQ(calendar_->IncompleteTaskFromID(task->ID()), task);
   EXPECT_EQ(
       std::tuple(task->Title(), task->Notes(), task->Project(), task->DateTime()->StartDateTime(),
@@ -194,6 +234,245 @@ TEST_F(TaskTest, CopyFromTakesTheFieldsAndTheReminderAsThisCalendarHoldsIt) {
   theirs->SetRemindAppointment(nullptr);
   mine->CopyFrom(*theirs);
   EXPECT_EQ(mine->RemindAppointment(), nullptr);
+}
+
+TEST_F(TaskListTest, AnOldFileIsReadAndWrittenBackNewAndAnEmptyListIsEightBytes) {
+  EXPECT_EQ(calendar_->TasksFilePath(), path_);
+  // Version 10000 has no reminder fields; they are written as zeros.
+  const auto task = [](int32_t version) {
+    MonthBytes b;
+    b.Long(version).Long(5).Text("Alt").Text("").Text("Haus").Date(kMay14).Date(kMay14 + 2);
+    if (version > 10000) b.Long(0).Long(0);
+    return b.Long(0).str();
+  };
+  PutDataFile("tasks.xtf", task(10000));
+  EXPECT_FALSE(calendar_->TasksLoaded());
+  CollectionPtr<TaskPtr> list = calendar_->IncompleteTasks();
+  EXPECT_EQ(notifier_->sent, Sent{"BeforeLoadTasks"});
+  ASSERT_EQ(list->Count(), 1);
+  TaskPtr loaded = list->Item(1);
+  EXPECT_EQ(std::tuple(loaded->ID(), loaded->Title(), loaded->Project(),
+                       loaded->DateTime()->EndDateTime(), loaded->RemindAppointment(),
+                       loaded->GetCalendar()),
+            std::tuple(5, std::string("Alt"), std::string("Haus"), kMay14 + 2, nullptr, calendar_));
+
+  calendar_->Save();  // nothing changed: nothing written
+  EXPECT_EQ(notifier_->sent.size(), 1u);
+  loaded->NotifyChange();
+  calendar_->Save();
+  EXPECT_EQ(ReadBytes(path_), task(10001));
+  EXPECT_EQ(notifier_->sent, (Sent{"BeforeLoadTasks", "DoChangeTask 5", "TasksSaved"}));
+  EXPECT_FALSE(loaded->Changed() || calendar_->TasksChanged());
+  EXPECT_FALSE(PathExists(path_ + ".1"));
+
+  loaded->Remove();
+  calendar_->Save();
+  EXPECT_EQ(ReadBytes(path_), MonthBytes().Long(10001).Long(0).str());
+  EXPECT_TRUE(messages_.messages.empty());
+}
+
+TEST_F(TaskListTest, AReminderIsFoundByFileAndNumberOrDroppedWhenItsMonthIsGone) {
+  PutDataFile("200805.xmf", MonthBytes().Long(10003).Real(2, "Erinnerung", kMay14, kMay14).str());
+  MonthBytes file;
+  file.Long(10001);
+  for (auto [id, month, number] : {std::tuple(1, 200806, 2), {2, 200805, 2}, {3, 200805, 9}}) {
+    file.Long(id).Text("T" + std::to_string(id)).Text("").Text("").Date(0).Date(0);
+    file.Long(month).Long(number);
+  }
+  PutDataFile("tasks.xtf", file.Long(0).str());
+  CollectionPtr<TaskPtr> list = calendar_->IncompleteTasks();
+  ASSERT_EQ(Titles(list), "T1T2T3");  // the number of a dropped reminder is still read
+  EXPECT_EQ(list->Item(1)->RemindAppointment(), nullptr);
+  EXPECT_EQ(list->Item(2)->RemindAppointment(), calendar_->GetAppointment(200805, 2));
+  EXPECT_EQ(list->Item(3)->RemindAppointment(), nullptr);
+  EXPECT_FALSE(calendar_->Files()->Exists("200806"));  // no month is made for it
+  EXPECT_TRUE(messages_.messages.empty());
+}
+
+// What a message about a task carries: one record, made back into a task of
+// this calendar with the reminder it holds.
+TEST_F(TaskListTest, ATaskTravelsAsOneRecordWithItsReminder) {
+  TaskPtr task = Listed("Steuer \xE2\x82\xAC", kMay14, kMay14 + 2);
+  task->SetNotes("Belege");
+  task->SetRemindAt(kMay14 + 1);
+  TaskFileRecord record;
+  ASSERT_TRUE(tasks::DecodeTaskRecord(tasks::EncodeTaskRecord(tasks::RecordOf(*task)), &record));
+  TaskPtr copy = calendar_->TaskFromRecord(record);
+  EXPECT_EQ(std::tuple(copy->ID(), copy->Title(), copy->Notes(), copy->DateTime()->StartDateTime(),
+                       copy->PlannedEnd(), copy->RemindAppointment(), copy->GetCalendar()),
+            std::tuple(task->ID(), task->Title(), std::string("Belege"), kMay14, kMay14 + 2,
+                       task->RemindAppointment(), calendar_));
+  EXPECT_EQ(calendar_->IncompleteTasks()->Count(), 1);  // not added
+}
+
+TEST_F(TaskListTest, AFileThatCannotBeReadKeepsWhatCameBeforeAndStaysAsTheBackup) {
+  MonthBytes file;
+  file.Long(10001).Long(1).Text("kept").Text("").Text("").Date(0).Date(0).Long(0).Long(0);
+  const std::string damaged = file.Long(2).Text("cut").str();
+  PutDataFile("tasks.xtf", damaged);
+  EXPECT_EQ(Titles(calendar_->IncompleteTasks()), "kept");
+  ExpectOnlyMessage(LoadFailure());
+
+  Listed("new", kMay14, kMay14);
+  calendar_->Save();
+  EXPECT_EQ(ReadBytes(path_ + ".1"), damaged);
+  EXPECT_EQ(Titles(calendar_->IncompleteTasks()), "keptnew");
+  calendar_->SaveTasks();  // the next save leaves no backup
+  EXPECT_FALSE(PathExists(path_ + ".2"));
+  EXPECT_TRUE(messages_.messages.empty());
+
+  // Without the notice to the other processes the file is not read.
+  notifier_->failing = "BeforeLoadTasks";
+  calendar_->LoadTasks();
+  EXPECT_EQ(calendar_->IncompleteTasks()->Count(), 0);
+  ExpectOnlyMessage(LoadFailure());
+}
+
+// The ways a replaced file can fail are tested on month files; here one of
+// them, and the failures of the task list's own.
+TEST_F(TaskListTest, AFailedSaveLeavesThePreviousFileAndTheListToBeSaved) {
+  const std::string previous = MonthBytes().Long(10001).Long(0).str();
+  PutDataFile("tasks.xtf", previous);
+  TaskPtr task = Listed("neu", kMay14, kMay14 + 1);
+  const std::pair<const char*, std::function<void(FaultFileSystem&)>> cases[] = {
+      {"disk full half-way", [](FaultFileSystem& f) { f.LimitWrites(20); }},
+      {"notifier fails", [this](FaultFileSystem&) { notifier_->failing = "TasksSaved"; }},
+      {"task without period", [&task](FaultFileSystem&) { task->SetDateTime(nullptr); }},
+  };
+  for (const auto& [name, arm] : cases) {
+    SCOPED_TRACE(name);
+    notifier_->failing.clear();
+    task->SetDateTime(DateTimeNormal::New(kMay14, kMay14 + 1));
+    FaultFileSystem faults;
+    testing::ScopedFileSystem installed(&faults);
+    arm(faults);
+    calendar_->Save();
+    ExpectOnlyMessage(SaveFailure());
+    EXPECT_EQ(ReadBytes(path_), previous);
+    EXPECT_FALSE(PathExists(path_ + ".1"));
+    EXPECT_TRUE(calendar_->TasksChanged() && task->Changed());
+  }
+}
+
+TEST_F(TaskListTest, NewIdsAreDrawnAtRandomAndSteppedPastTheNumbersInUse) {
+  // {random number, the IDs of three tasks drawing it one after the other}
+  const std::tuple<double, int32_t, int32_t, int32_t> cases[] = {
+      {0.5, 1073741800, 1073741801, 1073741802},
+      {0.03125, 67108862, 67108863, 67108864},                // 67108862.5 rounds to even
+      {0.09375, 201326588, 201326589, 201326590},             // 201326587.5 too
+      {0.99999999999, 2147483600, -2147483600, -2147483599},  // the wrap
+      {0.0, 0, 1, 2},
+  };
+  for (const auto& [random, first, second, third] : cases) {
+    random_ = random;
+    calendar_->IncompleteTasks()->Clear();
+    const int32_t ids[] = {calendar_->Task()->ID(), calendar_->Task()->ID(),
+                           calendar_->Task()->ID()};
+    EXPECT_EQ(std::tuple(ids[0], ids[1], ids[2]), std::tuple(first, second, third)) << random;
+  }
+  // The default draws from a generator seeded with the clock's timer.
+  tasks::SetTaskIdSource(nullptr);
+  calendar_->IncompleteTasks()->Clear();
+  const int32_t drawn = calendar_->Task()->ID();
+  calendar_->IncompleteTasks()->Clear();
+  EXPECT_EQ(calendar_->Task()->ID(), drawn);
+  clock_->Advance(0.001);
+  calendar_->IncompleteTasks()->Clear();
+  EXPECT_NE(calendar_->Task()->ID(), drawn);
+}
+
+TEST_F(TaskListTest, AddingAndRemovingRaiseTasksChangeAndOnlyLocalChangesAreSent) {
+  int raised = 0;
+  ScopedSubscription watch(calendar_->Notificator(), Notificator::Event::kTasksChange,
+                           [&] { ++raised; });
+  TaskPtr unlisted = calendar_->Task({.SaveNow = false});
+  EXPECT_EQ(std::tuple(unlisted->ID(), calendar_->TasksLoaded(), raised), std::tuple(0, false, 0));
+  TaskPtr local = CalendarMain().Task();
+  EXPECT_EQ(calendar_->IncompleteTaskFromID(local->ID()), local);
+
+  // Another process's task keeps its ID.
+  TaskPtr remote = Task::New();
+  remote->SetID(77);
+  calendar_->AddTask(remote, true);
+  EXPECT_EQ(calendar_->FindTaskByID(77), remote);
+  calendar_->RemoveTask(*remote, true);
+  calendar_->SetTasksChanged(false);
+  calendar_->RemoveTask(*remote, false);  // not listed: still a change
+  EXPECT_TRUE(calendar_->TasksChanged());
+  EXPECT_EQ(calendar_->FindTaskByID(77), nullptr);
+  EXPECT_EQ(raised, 4);
+  EXPECT_EQ(notifier_->sent, (Sent{"BeforeLoadTasks", "DoAddTask 1073741800", "DoDeleteTask 77"}));
+}
+
+TEST_F(TaskListTest, QueriesSelectByPeriodOrStartInListOrder) {
+  const Date d = kMay14;
+  Listed("A", d, d + 1);
+  Listed("B", d + 1, d + 2);
+  Listed("C", d - 1, d);
+  Listed("D", d + 2, d + 2);
+  Listed("E", d + 0.5, d + 0.5);
+  const auto in = [&](Date from, Date to) {
+    return Titles(calendar_->IncompleteTasksInPeriod(*DateTimeNormal::New(from, to)));
+  };
+  // The query period is asked about each task's period: touching ends do
+  // not meet, and an instant task meets nothing but an instant query at
+  // its moment.
+  EXPECT_EQ(in(d + 0.5, d + 2), "AB");
+  EXPECT_EQ(in(d + 2, d + 3), "");
+  EXPECT_EQ(in(d + 0.5, d + 0.5), "AE");
+  EXPECT_EQ(Titles(calendar_->IncompleteTasksBefore(d + 1)), "ACE");  // B starts exactly there
+  EXPECT_NE(calendar_->IncompleteTasksBefore(d + 9), calendar_->IncompleteTasks());
+
+  // Completed tasks are the appointments flagged calTask, reminders too.
+  TaskPtr done = Listed("done", d - 3, d - 1);
+  done->SetRemindAt(d + 0.25);
+  Listed("reminded", d, d)->SetRemindAt(d + 0.75);
+  done->Complete();
+  CollectionPtr<TaskPtr> completed =
+      calendar_->CompleteTasksInPeriod(*DateTimeNormal::New(d - 10, d + 10));
+  ASSERT_EQ(completed->Count(), 2);
+  EXPECT_TRUE(completed->Item(1)->Completed() && completed->Item(2)->Completed());
+  EXPECT_EQ(completed->Item(1)->Title(), "Erinnerung an Aufgabe \"reminded\"");
+  EXPECT_EQ(completed->Item(2)->ConnectedAppointment(), done->ConnectedAppointment());
+}
+
+TEST_F(TaskListTest, SortByEndAscendingOrDescendingAsTheFirstTaskSays) {
+  const Date d = kMay14;
+  auto listed = [&](std::initializer_list<std::pair<const char*, Date>> tasks) {
+    auto list = std::make_shared<Collection<TaskPtr>>();
+    for (auto [title, end] : tasks)
+      list->Add(Listed(title, d - 9, end));
+    return list;
+  };
+  CollectionPtr<TaskPtr> tasks =
+      listed({{"c", d + 3}, {"a", d + 1}, {"e", d + 5}, {"b", d + 2}, {"d", d + 4}, {"b2", d + 2}});
+  const CollectionPtr<TaskPtr> before = tasks;
+  calendar_->SortTasks(tasks);
+  EXPECT_NE(tasks, before);
+  EXPECT_EQ(Titles(tasks), "abb2cde");
+
+  // A completed first task sorts the whole list by latest end first, the
+  // incomplete ones among them.
+  TaskPtr done = Listed("x", d - 9, d);
+  clock_->Set(d + 3.5);
+  done->Complete();
+  done->SetTitle("X");
+  tasks = listed({{"a", d + 1}, {"e", d + 5}});
+  tasks->Add(done);
+  tasks->Add(listed({{"c", d + 3}})->Item(1));
+  auto completed_first = std::make_shared<Collection<TaskPtr>>();
+  completed_first->Add(done);
+  for (const TaskPtr& task : *tasks)
+    if (task != done) completed_first->Add(task);
+  calendar_->SortTasks(completed_first);
+  EXPECT_EQ(Titles(completed_first), "eXca");
+  calendar_->SortTasks(tasks);
+  EXPECT_EQ(Titles(tasks), "acXe");
+
+  CollectionPtr<TaskPtr> empty = std::make_shared<Collection<TaskPtr>>();
+  const CollectionPtr<TaskPtr> same = empty;
+  calendar_->SortTasks(empty);
+  EXPECT_EQ(empty, same);
 }
 
 }  // namespace
