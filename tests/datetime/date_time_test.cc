@@ -1,7 +1,7 @@
 // Simple and recurring periods: overlap, first occurrence and expansion.
 // The expansion walk is also checked against a plain enumeration in
-// recurrence_oracle_test.cc; the cases here are the worked examples and
-// the rules random series do not reach.
+// recurrence_oracle_test.cc; the cases here are the rules random series
+// do not reach.
 #include "orncalendar/date_time.h"
 
 #include <gtest/gtest.h>
@@ -163,37 +163,10 @@ TEST(FirstOccurrence, RefusesWhatItCannotAnswer) {
 
 // --- Expansion over a query ---
 
-TEST(Expansion, WorkedExamples) {
-  const Date jan5 = D(2008, 1, 5);
-  // Daily: the walk starts on the first day not before the query, so the
-  // occurrence of the 5th running into the second query is not produced.
-  EXPECT_EQ(StartsOf({.anchor = D(2008, 1, 1)}, jan5, jan5 + 1), "2008-01-05 09:00");
-  EXPECT_EQ(Expand(*MakeSeries({.anchor = D(2008, 1, 1)}), jan5, jan5 + 1),
-            (std::vector<Occurrence>{{jan5 + 9 * kHour, jan5 + 11 * kHour}}));
-  EXPECT_EQ(StartsOf({.anchor = D(2008, 1, 1)}, jan5 + 10 * kHour, jan5 + 1.5), "2008-01-06 09:00");
-  // Every third day; the candidate of the 10th starts after the query.
-  EXPECT_EQ(StartsOf({.anchor = D(2008, 1, 1), .n = 3}, D(2008, 1, 2), D(2008, 1, 10)),
-            "2008-01-04 09:00, 2008-01-07 09:00");
-  // Every second week, Monday and Thursday.
-  EXPECT_EQ(
-      StartsOf(
-          {.mode = calWeekly, .anchor = D(2008, 1, 7), .n = 2, .weekdays = calMonday | calThursday},
-          D(2008, 1, 1), D(2008, 2, 1)),
-      "2008-01-07 09:00, 2008-01-10 09:00, 2008-01-21 09:00, 2008-01-24 09:00");
-  // The last day of every month.
-  EXPECT_EQ(StartsOf({.mode = calMonthly, .anchor = D(2008, 1, 1), .m = -1}, D(2008, 1, 1),
-                     D(2008, 4, 1)),
-            "2008-01-31 09:00, 2008-02-29 09:00, 2008-03-31 09:00");
-  // Every twelfth month from December: the month-0 carry yields it twice.
+TEST(Expansion, EveryTwelfthMonthFromDecemberCarriesIntoMonthZeroAndYieldsTwice) {
   EXPECT_EQ(StartsOf({.mode = calMonthly, .anchor = D(2007, 12, 1), .m = 24, .n = 12},
                      D(2007, 1, 1), D(2009, 1, 1)),
             "2007-12-24 09:00, 2007-12-24 09:00, 2008-12-24 09:00, 2008-12-24 09:00");
-  // An eternal series ignores its end: a query far ahead still finds it.
-  const SeriesFields ended{.anchor = D(2008, 1, 1), .eternal = false, .series_end = D(2008, 1, 3)};
-  EXPECT_EQ(StartsOf(ended, D(2500, 1, 1), D(2500, 1, 3)), "");
-  EXPECT_EQ(StartsOf({.anchor = D(2008, 1, 1), .series_end = D(2008, 1, 3)}, D(2500, 1, 1),
-                     D(2500, 1, 3)),
-            "2500-01-01 09:00, 2500-01-02 09:00");
 }
 
 TEST(Expansion, TouchingOccurrencesDoNotMeet) {
