@@ -117,14 +117,11 @@ TEST_F(ListOutput, OccurrencesArePartsWithTheirOwnPeriodAndTheSeriesFields) {
     "eternal": false})");
   const Json parts = List(kMay5 + 7, kMay5 + 14);  // 12 to 19 May
   ASSERT_EQ(parts.size(), 2u) << parts;
+  Json expected = {{"type", 3},           {"id", course_->ID()},   {"title", "Kurs"},
+                   {"date_time_type", 1}, {"start", kMay5 + 7.75}, {"end", kMay5 + 7.8125},
+                   {"series", series}};
   EXPECT_EQ(Pick(parts[1], {"type", "id", "title", "date_time_type", "start", "end", "series"}),
-            Json({{"type", 3},
-                  {"id", course_->ID()},
-                  {"title", "Kurs"},
-                  {"date_time_type", 1},
-                  {"start", kMay5 + 7.75},
-                  {"end", kMay5 + 7.8125},
-                  {"series", series}}));
+            expected);
   // Not separated, the series stands once with its recurring period.
   const Json whole = List(kMay5 + 7, kMay5 + 14, {.SeperateSerials = false});
   EXPECT_EQ(Pick(whole[1], {"type", "date_time_type", "start", "series"}),
@@ -134,19 +131,11 @@ TEST_F(ListOutput, OccurrencesArePartsWithTheirOwnPeriodAndTheSeriesFields) {
 TEST_F(ListOutput, LinksShowTheirOwnPlaceAndTheirAppointmentsPlace) {
   // June has no file: the query makes it with links to the trip and series.
   const auto place = {"type", "title", "file", "id", "outside_file", "outside_id"};
-  EXPECT_EQ(Pick(List(kJune1, kJune1 + 1)[0], place), Json({{"type", 1},
-                                                            {"title", "Reise"},
-                                                            {"file", 200805},
-                                                            {"id", 3},
-                                                            {"outside_file", 200805},
-                                                            {"outside_id", 3}}));
+  EXPECT_EQ(Pick(List(kJune1, kJune1 + 1)[0], place), Json::parse(R"({"type": 1, "title": "Reise",
+    "file": 200805, "id": 3, "outside_file": 200805, "outside_id": 3})"));
   EXPECT_EQ(Pick(List(kJune1, kJune1 + 1, {.RemoveDoubles = true})[0], place),
-            Json({{"type", 2},
-                  {"title", "Reise"},
-                  {"file", 200805},
-                  {"id", 3},
-                  {"outside_file", 200806},
-                  {"outside_id", 1}}));
+            Json::parse(R"({"type": 2, "title": "Reise", "file": 200805, "id": 3,
+                            "outside_file": 200806, "outside_id": 1})"));
 }
 
 TEST_F(ListOutput, TheTableHasOneAlignedLinePerEntryAllDayOnesByTheirDays) {
