@@ -66,12 +66,6 @@ TEST_F(NotificatorMessages, OnlyAllInstancesTellsTheOtherProcessesOfItsCalendar)
   EXPECT_EQ(notifier_->sent, Calls{"AnythingChanged"});
   EXPECT_EQ(notifier_->last_instance, core::InstanceID());
   EXPECT_EQ(notifier_->last_path, calendar->Path());
-
-  CalendarPtr other = Calendar::New();
-  source->SetCalendar(other);
-  EXPECT_EQ(source->GetCalendar(), other);
-  source->SetCalendar(calendar);
-  EXPECT_EQ(source->GetCalendar(), calendar);
 }
 
 }  // namespace
