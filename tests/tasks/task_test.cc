@@ -458,12 +458,12 @@ TEST_F(TaskListTest, SortByEndAscendingOrDescendingAsTheFirstTaskSays) {
   done->Complete();
   done->SetTitle("X");
   tasks = listed({{"a", d + 1}, {"e", d + 5}});
-  tasks->Add(done);
-  tasks->Add(listed({{"c", d + 3}})->Item(1));
+  const TaskPtr c = listed({{"c", d + 3}})->Item(1);
   auto completed_first = std::make_shared<Collection<TaskPtr>>();
-  completed_first->Add(done);
-  for (const TaskPtr& task : *tasks)
-    if (task != done) completed_first->Add(task);
+  for (const TaskPtr& task : {done, tasks->Item(1), tasks->Item(2), c})
+    completed_first->Add(task);
+  tasks->Add(done);
+  tasks->Add(c);
   calendar_->SortTasks(completed_first);
   EXPECT_EQ(Titles(completed_first), "eXca");
   calendar_->SortTasks(tasks);

@@ -381,11 +381,11 @@ TEST_F(OrncalProcess, AFailedSaveIsAFailedCommand) {
   std::filesystem::create_directories(Join(app_data_, "Ornavel/Calendar"));
   std::filesystem::create_directory_symlink(folder, Join(app_data_, "Ornavel/Calendar/files"));
   const auto before = Snapshot(temp_.path());
-  for (const std::vector<std::string>& args :
-       std::vector<std::vector<std::string>>{{"add", "X", "--start", "friday 10:00"},
-                                             {"task", "add", "T"},
-                                             {"category", "add", "Arzt"},
-                                             {"demo"}}) {
+  const std::vector<std::vector<std::string>> saving = {{"add", "X", "--start", "friday 10:00"},
+                                                        {"task", "add", "T"},
+                                                        {"category", "add", "Arzt"},
+                                                        {"demo"}};
+  for (const std::vector<std::string>& args : saving) {
     Outcome outcome = RunHere(args);
     EXPECT_EQ(outcome.status, 1) << ::testing::PrintToString(args);
     EXPECT_EQ(outcome.out, "");
@@ -398,14 +398,11 @@ TEST_F(OrncalProcess, AFailedSaveIsAFailedCommand) {
 }
 
 TEST_F(OrncalProcess, HelpVersionAndARelativeDataHome) {
-  for (const std::vector<std::string>& args :
-       std::vector<std::vector<std::string>>{{"--help"},
-                                             {"list", "--help"},
-                                             {"dump", "-h"},
-                                             {"help"},
-                                             {"help", "task", "add"},
-                                             {"add-series", "--help"},
-                                             {"task", "--help"}}) {
+  const std::vector<std::vector<std::string>> asked = {
+      {"--help"},        {"list", "--help"},      {"dump", "-h"},
+      {"help"},          {"help", "task", "add"}, {"add-series", "--help"},
+      {"task", "--help"}};
+  for (const std::vector<std::string>& args : asked) {
     Outcome outcome = Run(args);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.out.find("Usage: orncal"), std::string::npos) << outcome.out;
