@@ -62,6 +62,9 @@ struct Answer {
 
 class Peer {
  public:
+  // A peer on the sandbox's application-data folder `appData` (by default
+  // its first); `args` follow on its command line.
+  explicit Peer(const Sandbox& sandbox) : Peer(sandbox, sandbox.AppData()) {}
   Peer(const Sandbox& sandbox, const std::string& appData, std::vector<std::string> args = {});
   ~Peer();
   Peer(const Peer&) = delete;

@@ -99,7 +99,7 @@ TEST(Soak, ProcessesChangingOneDataFolderAgree) {
   Sandbox sandbox({.wait_ms = 10000});
   std::vector<std::unique_ptr<Peer>> peers;
   for (int i = 0; i < kPeers; ++i)
-    peers.push_back(std::make_unique<Peer>(sandbox, sandbox.AppData()));
+    peers.push_back(std::make_unique<Peer>(sandbox));
   for (auto& peer : peers)
     peer->Ask("instance");  // registered, all of them
   std::vector<std::vector<Owned>> owned(kPeers);
@@ -153,7 +153,7 @@ TEST(Soak, ProcessesChangingOneDataFolderAgree) {
     peer->Ask("flush");
   }
 
-  Peer fresh(sandbox, sandbox.AppData());
+  Peer fresh(sandbox);
   const Answer read = fresh.Ask("dump");
   for (int p = 0; p < kPeers; ++p) {
     // The months listed differ (a month never looked at is not listed), so
