@@ -76,8 +76,7 @@ TEST(Propagation, AppointmentsFollowOnOneDataFolder) {
   Sandbox sandbox({.wait_ms = 300});  // B does not pump by itself
   Peer a(sandbox), b(sandbox);
   b.Ask("autopump off");
-  a.Ask("add breakfast 2008-05-20T08:00 2008-05-20T09:00");
-  a.Ask("save");
+  a.AskAll({"add breakfast 2008-05-20T08:00 2008-05-20T09:00", "save"});
 
   // A files lunch without saving; B, reading May, sees it: A wrote it
   // before B read.
@@ -87,8 +86,7 @@ TEST(Propagation, AppointmentsFollowOnOneDataFolder) {
   EXPECT_TRUE(Has(ReadBytes(sandbox.DataFolder() + "/200805.xmf"), "lunch"));
 
   // A new title reaches B when B pumps.
-  a.Ask("title " + lunch + " dinner");
-  a.Ask("project " + lunch + " home");
+  a.AskAll({"title " + lunch + " dinner", "project " + lunch + " home"});
   EXPECT_TRUE(Has(b.Ask("cached 200805"), "#2 lunch []"));
   EXPECT_TRUE(PumpUntil(b, [&] { return Has(b.Ask("cached 200805"), "#2 dinner [home]"); }));
 
@@ -111,9 +109,7 @@ TEST(Propagation, AppointmentsFollowOnOneDataFolder) {
   EXPECT_FALSE(Has(b.Ask("cached 200805"), "breakfast"));
 
   // Saves by either leave the same files as the other holds.
-  b.Ask("save");
-  b.Ask("flush");
-  b.Ask("autopump on");
+  b.AskAll({"save", "flush", "autopump on"});
   Peer c(sandbox);
   EXPECT_EQ(c.Ask("dump").Text(), a.Ask("dump").Text());
   EXPECT_NE(b.Ask("events").head.rfind("change=0", 0), 0u) << "B's clients heard of it";
@@ -125,40 +121,30 @@ TEST(Propagation, TasksCategoriesAndRemindTimesFollow) {
   Peer a(sandbox);
   auto b = std::make_unique<Peer>(sandbox);
   b->Ask("tasks");  // B holds the list and the categories from here on
-  b->Ask("cats");
-  b->Ask("events");
+  b->AskAll({"cats", "events"});
   const std::string id = a.Ask("task-add letters").head;
   a.Ask("flush");
   EXPECT_TRUE(Has(b->Ask("tasks"), id + " letters"));
-  a.Ask("task-title " + id + " parcels");
-  a.Ask("flush");
+  a.AskAll({"task-title " + id + " parcels", "flush"});
   EXPECT_TRUE(Has(b->Ask("tasks"), id + " parcels"));
   const std::string other = a.Ask("task-add bills").head;
-  a.Ask("task-remove " + id);
-  a.Ask("save");
-  a.Ask("flush");
+  a.AskAll({"task-remove " + id, "save", "flush"});
   // A saved: B has nothing left to write.
   const Answer listed = b->Ask("tasks");
   EXPECT_EQ(listed.head, "1");
   EXPECT_EQ(listed.Text(), other + " bills\n");
   EXPECT_EQ(b->Ask("events").head.find("tasks=0"), std::string::npos) << "TasksChange";
 
-  a.Ask("cat-add Work 255");
-  a.Ask("cat-save");
-  a.Ask("flush");
+  a.AskAll({"cat-add Work 255", "cat-save", "flush"});
   EXPECT_EQ(b->Ask("cats").Text(), "Work=255\n");
 
   const std::string key = a.Ask("add dentist 2008-05-21T09:00 2008-05-21T10:00").head;
-  a.Ask("save");
-  a.Ask("srt-add " + key + " 2008-05-21T08:00");
-  a.Ask("srt-save");
-  a.Ask("flush");
+  a.AskAll({"save", "srt-add " + key + " 2008-05-21T08:00", "srt-save", "flush"});
   EXPECT_EQ(b->Ask("srt").Text(), "39589.333333333336=" + key + "\n");
 
   // RaiseChange reaches the others' clients.
   b->Ask("events");
-  a.Ask("raise");
-  a.Ask("flush");
+  a.AskAll({"raise", "flush"});
   EXPECT_EQ(b->Ask("events").head, "change=1 tasks=0");
   ExpectNoMessages({&a, b.get()});
   b.reset();
@@ -173,14 +159,9 @@ TEST(Propagation, TasksCategoriesAndRemindTimesFollow) {
 TEST(Propagation, OtherDataFoldersAndOwnMessagesChangeNothing) {
   Sandbox sandbox;
   Peer a(sandbox), other(sandbox, sandbox.AppData("elsewhere"));
-  a.Ask("month 200805");
-  a.Ask("tasks");
-  a.Ask("events");
-  other.Ask("add lunch 2008-05-20T12:00 2008-05-20T13:00");
-  other.Ask("task-add letters");
-  other.Ask("raise");
-  other.Ask("save");
-  other.Ask("flush");
+  a.AskAll({"month 200805", "tasks", "events"});
+  other.AskAll({"add lunch 2008-05-20T12:00 2008-05-20T13:00", "task-add letters", "raise", "save",
+                "flush"});
   EXPECT_EQ(a.Ask("cached 200805").Text(), "");
   EXPECT_EQ(a.Ask("tasks").head, "0");
   EXPECT_EQ(a.Ask("events").head, "change=0 tasks=0");
@@ -209,11 +190,9 @@ TEST(Propagation, NumbersGivenTwiceAreShownAndNothingIsLost) {
   Sandbox sandbox({.wait_ms = 300});
   Peer a(sandbox), b(sandbox);
   b.Ask("instance");
-  a.Ask("add breakfast 2008-05-20T08:00 2008-05-20T09:00");
-  a.Ask("flush");
+  a.AskAll({"add breakfast 2008-05-20T08:00 2008-05-20T09:00", "flush"});
   for (Peer* p : {&a, &b}) {
-    p->Ask("month 200805");
-    p->Ask("autopump off");
+    p->AskAll({"month 200805", "autopump off"});
   }
   EXPECT_EQ(a.Ask("add lunch 2008-05-20T12:00 2008-05-20T13:00").head, "200805/2");
   EXPECT_EQ(b.Ask("add dinner 2008-05-20T19:00 2008-05-20T20:00").head, "200805/2");
@@ -235,8 +214,7 @@ TEST(Propagation, ProcessesStartedInTheSameMillisecondHearEachOther) {
   for (Peer* sender : {&a, &b}) {
     Peer* receiver = sender == &a ? &b : &a;
     receiver->Ask("events");
-    sender->Ask("raise");
-    sender->Ask("flush");
+    sender->AskAll({"raise", "flush"});
     EXPECT_EQ(receiver->Ask("events").head, "change=1 tasks=0");
   }
 }
@@ -247,9 +225,8 @@ TEST(Waiting, TwoProcessesLoadingAtOnceDoNotDeadlock) {
   Sandbox sandbox({.wait_ms = 20000});
   {
     Peer writer(sandbox);
-    writer.Ask("add may 2008-05-20T12:00 2008-05-20T13:00");
-    writer.Ask("add june 2008-06-20T12:00 2008-06-20T13:00");
-    writer.Ask("save");
+    writer.AskAll({"add may 2008-05-20T12:00 2008-05-20T13:00",
+                   "add june 2008-06-20T12:00 2008-06-20T13:00", "save"});
   }
   Peer a(sandbox), b(sandbox);
   // Each changes a month the other has not read yet.
@@ -272,9 +249,8 @@ TEST(Waiting, TwoProcessesLoadingAtOnceDoNotDeadlock) {
 TEST(Waiting, APeerThatNeverPumpsDelaysTheOthersOnceAtMost) {
   Sandbox sandbox({.wait_ms = 1000});
   Peer a(sandbox);
-  a.Ask("add may 2008-05-20T12:00 2008-05-20T13:00");
-  a.Ask("add june 2008-06-20T12:00 2008-06-20T13:00");
-  a.Ask("save");
+  a.AskAll({"add may 2008-05-20T12:00 2008-05-20T13:00",
+            "add june 2008-06-20T12:00 2008-06-20T13:00", "save"});
   Peer idle(sandbox);
   idle.Ask("autopump off");
   // B's registration waits for the idle one once; B's reads later do not.
@@ -290,8 +266,7 @@ TEST(Waiting, APeerThatNeverPumpsDelaysTheOthersOnceAtMost) {
   EXPECT_LT(second, milliseconds(900));
   EXPECT_LT(third, milliseconds(900));
   // The others keep in step meanwhile.
-  b->Ask("title 200805/1 changed");
-  b->Ask("flush");
+  b->AskAll({"title 200805/1 changed", "flush"});
   EXPECT_TRUE(Has(a.Ask("cached 200805"), "changed"));
   // Pumping at last, it catches up and is waited for again.
   idle.Ask("pump");
@@ -301,19 +276,16 @@ TEST(Waiting, APeerThatNeverPumpsDelaysTheOthersOnceAtMost) {
 TEST(Faults, AKilledPeerOrNotifierStopsNoOne) {
   Sandbox sandbox({.wait_ms = 20000});
   Peer a(sandbox), b(sandbox);
-  a.Ask("add may 2008-05-20T12:00 2008-05-20T13:00");
-  a.Ask("save");
+  a.AskAll({"add may 2008-05-20T12:00 2008-05-20T13:00", "save"});
   {
     Peer doomed(sandbox);
-    doomed.Ask("autopump off");
-    doomed.Ask("add june 2008-06-20T12:00 2008-06-20T13:00");
+    doomed.AskAll({"autopump off", "add june 2008-06-20T12:00 2008-06-20T13:00"});
     doomed.Send("sleep 60000");  // busy when it dies
     doomed.Kill(SIGKILL);
   }
   // Its connection is gone: nobody waits for it.
   EXPECT_LT(Timed([&] { b.Ask("month 200805"); }), milliseconds(10000));
-  a.Ask("title 200805/1 still");
-  a.Ask("flush");
+  a.AskAll({"title 200805/1 still", "flush"});
   EXPECT_TRUE(Has(b.Ask("cached 200805"), "still"));
 
   const pid_t first = sandbox.NotifierProcess();
@@ -322,8 +294,7 @@ TEST(Faults, AKilledPeerOrNotifierStopsNoOne) {
   ::kill(first, SIGKILL);
   ASSERT_TRUE(Gone(first));
   // The next message of A starts a new notifier.
-  a.Ask("title 200805/1 after");
-  a.Ask("save");
+  a.AskAll({"title 200805/1 after", "save"});
   const pid_t second = sandbox.NotifierProcess();
   EXPECT_NE(second, 0);
   EXPECT_NE(second, first);
@@ -331,8 +302,7 @@ TEST(Faults, AKilledPeerOrNotifierStopsNoOne) {
   // months are read again) and hears A again.
   EXPECT_TRUE(PumpUntil(b, [&] { return b.Ask("events").head.rfind("change=0", 0) != 0; }));
   EXPECT_TRUE(Has(b.Ask("month 200805"), "after"));
-  a.Ask("title 200805/1 again");
-  a.Ask("flush");
+  a.AskAll({"title 200805/1 again", "flush"});
   EXPECT_TRUE(Has(b.Ask("cached 200805"), "again"));
   ExpectNoMessages({&a, &b});
 }
@@ -344,14 +314,11 @@ TEST(Faults, ADroppedPeerCatchesUp) {
   Peer a(sandbox), slow(sandbox);
   const std::string key = a.Ask("add may 2008-05-20T12:00 2008-05-20T13:00").head;
   a.Ask("save");
-  slow.Ask("month 200805");
-  slow.Ask("autopump off");
+  slow.AskAll({"month 200805", "autopump off"});
   // About 24 MB that the slow peer does not take.
   for (int i = 0; i < 24; ++i)
     a.Ask("notes " + key + " 1000000");
-  a.Ask("title " + key + " latest");
-  a.Ask("save");
-  a.Ask("flush");
+  a.AskAll({"title " + key + " latest", "save", "flush"});
   EXPECT_TRUE(Has(sandbox.NotifierLog(), "it does not read what it is sent"))
       << sandbox.NotifierLog();
   // It reads what reached it, finds the connection closed, connects anew
@@ -365,12 +332,9 @@ TEST(Faults, ADroppedPeerCatchesUp) {
 TEST(Faults, WithoutANotifierLoadsAndSavesFailAndTheNextCallTriesAgain) {
   Sandbox sandbox;
   Peer a(sandbox);
-  a.Ask("add may 2008-05-20T12:00 2008-05-20T13:00");
-  a.Ask("save");
-  a.Ask("flush");
+  a.AskAll({"add may 2008-05-20T12:00 2008-05-20T13:00", "save", "flush"});
   Peer lone(sandbox);
-  lone.Ask("autopump off");
-  lone.Ask("setenv ORNCAL_NOTIFIER /nonexistent/OrnCalNtf");
+  lone.AskAll({"autopump off", "setenv ORNCAL_NOTIFIER /nonexistent/OrnCalNtf"});
   a.Quit();
   const pid_t notifier = sandbox.NotifierProcess();
   ::kill(notifier, SIGKILL);
@@ -399,8 +363,7 @@ TEST(Faults, WithoutANotifierLoadsAndSavesFailAndTheNextCallTriesAgain) {
                               "Daten verloren gehen.\n");
   // With the notifier to be found again, the next call goes through. (May
   // is written from what could be read; its old file stays as the backup.)
-  lone.Ask(std::string("setenv ORNCAL_NOTIFIER ") + ORNCAL_NOTIFIER_PROGRAM);
-  lone.Ask("save");
+  lone.AskAll({std::string("setenv ORNCAL_NOTIFIER ") + ORNCAL_NOTIFIER_PROGRAM, "save"});
   EXPECT_NE(ReadBytes(may), before);
   EXPECT_EQ(ReadBytes(may + ".1"), before);
   EXPECT_EQ(lone.Ask("messages").head, "0");
@@ -448,8 +411,7 @@ TEST(BadInput, MalformedFramesCloseOnlyTheirConnection) {
     ASSERT_NE(raw.Register(7, path), -1);
     raw.Write(cut);
   }
-  a.Ask("add may 2008-05-20T12:00 2008-05-20T13:00");
-  a.Ask("flush");
+  a.AskAll({"add may 2008-05-20T12:00 2008-05-20T13:00", "flush"});
   EXPECT_TRUE(Has(b.Ask("month 200805"), "may"));
   const std::string log = sandbox.NotifierLog();
   EXPECT_TRUE(Has(log, "unknown message kind 99")) << log;

@@ -7,6 +7,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -74,6 +75,8 @@ class Peer {
   // when no answer comes within `limit`.
   Answer Ask(const std::string& command,
              std::chrono::milliseconds limit = std::chrono::seconds(60));
+  // Asks each in turn; the last answer.
+  Answer AskAll(std::initializer_list<std::string> commands);
   // The same without failing on "error".
   Answer Try(const std::string& command,
              std::chrono::milliseconds limit = std::chrono::seconds(60));
