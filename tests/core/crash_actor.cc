@@ -4,27 +4,21 @@
 //   crash_actor APPDATA LOG SEED
 //
 // It works alone (no notifier) on the data folder below the application-
-// data folder APPDATA. On an empty
-// folder it first fills 24 months with a few hundred appointments and the
-// task list; then each round makes a few random changes (appointments and
-// series made, edited, moved and removed; tasks added, changed, removed)
-// and saves. Before each save it appends to LOG the bytes every file about
-// to be written will hold, and flushes LOG to the disk; after the save it
-// appends that the save is done:
-//
-//   'S'                          a round begins
-//   'M' Long FileLong Long n, n bytes    a month file's new content
-//   'T' Long n, n bytes                  the task file's new content
-//   'G'                          all recorded: the save begins
-//   'E'                          the save is done
+// data folder APPDATA. On an empty folder it first fills 24 months with a
+// few hundred appointments and the task list; then each round makes a few
+// random changes (appointments and series made, edited, moved and removed;
+// tasks added, changed, removed) and saves. Round N is recorded in the
+// folder LOG/N: before the save, a file for every file about to be written
+// holding the bytes it will hold (named by its FileLong, 0 for the task
+// file), then the file "begun"; after the save the file "done". A kill
+// loses nothing written before it, so a round with "begun" is whole.
 //
 // Any message of the library (a failed save) ends it with status 3.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -38,35 +32,9 @@ namespace {
 
 constexpr int kMonths = 24;  // 2008 and 2009
 
-class Log {
- public:
-  explicit Log(const char* path) : fd_(::open(path, O_WRONLY | O_CREAT | O_APPEND, 0644)) {
-    if (fd_ < 0) std::exit(4);
-  }
-  void Mark(char c) { bytes_ += c; }
-  void Long(uint32_t v) {
-    for (int i = 0; i < 4; ++i)
-      bytes_ += static_cast<char>(v >> (8 * i));
-  }
-  void Bytes(const std::string& b) {
-    Long(static_cast<uint32_t>(b.size()));
-    bytes_ += b;
-  }
-  // Writes what was gathered and waits until it is on the disk.
-  void Flush() {
-    for (size_t at = 0; at < bytes_.size();) {
-      const ssize_t n = ::write(fd_, bytes_.data() + at, bytes_.size() - at);
-      if (n <= 0) std::exit(4);
-      at += static_cast<size_t>(n);
-    }
-    bytes_.clear();
-    if (::fsync(fd_) != 0) std::exit(4);
-  }
-
- private:
-  int fd_;
-  std::string bytes_;
-};
+void Record(const std::string& path, const std::string& bytes) {
+  if (!(std::ofstream(path, std::ios::binary) << bytes)) std::exit(4);
+}
 
 class Actor {
  public:
@@ -126,29 +94,25 @@ class Actor {
   }
 
   // Records what the save will write, saves, and records that it is done.
-  void Save(Log& log) {
-    log.Mark('S');
+  void Save(const std::string& log) {
+    const std::string round = log + "/" + std::to_string(rounds_++) + "/";
+    std::filesystem::create_directories(round);
     for (const FilePtr& file : *calendar_->Files()) {
       bool due = file->Changed();
       for (const AppointmentPtr& a : *file->Appointments())
         due = due || (a->AppointmentType() == 1 && a->Changed());
-      if (!due) continue;
-      log.Mark('M');
-      log.Long(static_cast<uint32_t>(file->FileLong()));
-      log.Bytes(store::EncodeMonthFile(*file->Appointments()));
+      if (due) {
+        Record(round + std::to_string(file->FileLong()),
+               store::EncodeMonthFile(*file->Appointments()));
+      }
     }
     bool tasks = calendar_->TasksChanged();
     for (const TaskPtr& task : *calendar_->IncompleteTasks())
       tasks = tasks || task->Changed();
-    if (tasks) {
-      log.Mark('T');
-      log.Bytes(tasks::EncodeTaskFile(*calendar_->IncompleteTasks()));
-    }
-    log.Mark('G');
-    log.Flush();
+    if (tasks) Record(round + "0", tasks::EncodeTaskFile(*calendar_->IncompleteTasks()));
+    Record(round + "begun", "");
     calendar_->Save();
-    log.Mark('E');
-    log.Flush();
+    Record(round + "done", "");
   }
 
  private:
@@ -206,6 +170,7 @@ class Actor {
 
   std::mt19937 random_;
   CalendarPtr calendar_;
+  int rounds_ = 0;
 };
 
 }  // namespace
@@ -225,7 +190,7 @@ int main(int argc, char** argv) {
   // Task numbers and the completion moments follow the seed, not the time.
   SetClock(std::make_shared<ManualClock>(DateFromParts(2008, 5, 14) + TimeFromParts(10, 0, 0)));
   UseApplicationDataFolder(argv[1]);
-  Log log(argv[2]);
+  const std::string log = argv[2];
   Actor actor(static_cast<uint32_t>(std::strtoul(argv[3], nullptr, 10)));
   if (actor.Count() == 0) {
     actor.Fill();

@@ -100,55 +100,37 @@ class Peer {
     WriteFile(to_, line.data(), static_cast<DWORD>(line.size()), &n, nullptr);
   }
 
-  // Sends a command and reads its answer; the test fails on "error".
+  // Sends a command and reads its answer (up to its line "."); the test
+  // fails on "error".
   Answer Ask(const std::string& command) {
     Send(command);
-    Answer answer;
-    std::string line;
-    bool first = true;
-    while (ReadLine(&line)) {
-      if (line == ".") return answer;
-      if (first) {
-        EXPECT_EQ(line.rfind("ok", 0), 0u) << command << ": " << line;
-        answer.head = line.size() > 3 ? line.substr(3) : "";
-        first = false;
+    const auto deadline = steady_clock::now() + std::chrono::seconds(60);
+    size_t end;
+    while ((end = buffered_.find("\n.\n")) == std::string::npos) {
+      DWORD available = 0, n = 0;
+      char buffer[4096];
+      if (!PeekNamedPipe(from_, nullptr, 0, nullptr, &available, nullptr) ||
+          steady_clock::now() > deadline) {
+        ADD_FAILURE() << "no answer to " << command;
+        return {};
+      }
+      if (available > 0 &&
+          ReadFile(from_, buffer, std::min<DWORD>(available, sizeof buffer), &n, nullptr)) {
+        buffered_.append(buffer, n);
       } else {
-        answer.text += line + "\n";
+        Sleep(2);
       }
     }
-    ADD_FAILURE() << "no answer to " << command;
-    return answer;
+    const std::string reply = buffered_.substr(0, end + 1);  // "ok[ HEAD]\nLINES"
+    buffered_.erase(0, end + 3);
+    EXPECT_EQ(reply.rfind("ok", 0), 0u) << command << ": " << reply;
+    const size_t first = reply.find('\n');
+    return {first > 3 ? reply.substr(3, first - 3) : "", reply.substr(first + 1)};
   }
 
   void Kill() { TerminateProcess(process_.hProcess, 9); }
 
  private:
-  bool ReadLine(std::string* line) {
-    const auto deadline = steady_clock::now() + std::chrono::seconds(60);
-    while (true) {
-      const size_t end = buffered_.find('\n');
-      if (end != std::string::npos) {
-        *line = buffered_.substr(0, end);
-        if (!line->empty() && line->back() == '\r') line->pop_back();
-        buffered_.erase(0, end + 1);
-        return true;
-      }
-      DWORD available = 0;
-      if (!PeekNamedPipe(from_, nullptr, 0, nullptr, &available, nullptr)) return false;
-      if (available == 0) {
-        if (steady_clock::now() > deadline) return false;
-        Sleep(2);
-        continue;
-      }
-      char buffer[4096];
-      DWORD n = 0;
-      if (!ReadFile(from_, buffer, std::min<DWORD>(available, sizeof buffer), &n, nullptr)) {
-        return false;
-      }
-      buffered_.append(buffer, n);
-    }
-  }
-
   HANDLE to_ = nullptr, from_ = nullptr;
   PROCESS_INFORMATION process_{};
   std::string buffered_;

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "orncalendar/orncalendar.h"
 
 namespace orncal::core::protocol {
@@ -81,28 +83,19 @@ TEST(NotifierProtocol, EveryKindOfMessageArrivesAsSent) {
                             &problem))
         << i << ": " << problem;
   }
-  EXPECT_EQ(d[0].instance, 36000250);
-  EXPECT_EQ(d[0].path, kPath);
-  EXPECT_EQ(d[1].number, 9u);
-  EXPECT_EQ(d[1].message.kind, Kind::kAnythingChanged);
-  EXPECT_EQ(d[2].message_bytes, messages[0]);
-  EXPECT_EQ(d[3].message.instance, -1);
-  EXPECT_EQ(d[3].message.file_long, 200805);
+  EXPECT_EQ(std::tuple(d[0].instance, d[0].path, d[1].number, d[1].message.kind, d[2].message_bytes,
+                       d[3].message.instance, d[3].message.file_long),
+            std::tuple(36000250, kPath, 9u, Kind::kAnythingChanged, messages[0], -1, 200805));
   const AppointmentRealPtr a = d[5].message.appointment;
   ASSERT_TRUE(a);
-  EXPECT_EQ(a->File(), 200805);
-  EXPECT_EQ(a->ID(), 3);
-  EXPECT_EQ(a->Title(), "Mittagessen im Caf\xC3\xA9");
-  EXPECT_EQ(a->Project(), "Haus");
-  EXPECT_EQ(a->TagData(1), "17");
-  EXPECT_EQ(a->DateTime()->EndDateTime(), DateFromParts(2008, 5, 21));
-  EXPECT_EQ(d[7].message.task.ID, -17);
-  EXPECT_EQ(d[7].message.task.ReminderID, 3);
-  EXPECT_EQ(d[7].message.task.PlannedEnd, 39588.75);
-  EXPECT_EQ(d[9].number, 4u);
-  EXPECT_EQ(d[10].instance, 36000251);
-  EXPECT_EQ(d[10].number, 2000u);
-  EXPECT_EQ(d[11].missed, 1u);
+  EXPECT_EQ(std::tuple(a->File(), a->ID(), a->Title(), a->Project(), a->TagData(1),
+                       a->DateTime()->EndDateTime()),
+            std::tuple(200805, 3, "Mittagessen im Caf\xC3\xA9", "Haus", "17",
+                       DateFromParts(2008, 5, 21)));
+  const TaskFileRecord& t = d[7].message.task;
+  EXPECT_EQ(std::tuple(t.ID, t.ReminderID, t.PlannedEnd), std::tuple(-17, 3, 39588.75));
+  EXPECT_EQ(std::tuple(d[9].number, d[10].instance, d[10].number, d[11].missed),
+            std::tuple(4u, 36000251, 2000u, 1u));
 }
 
 std::string WithHeaderWord(std::string frame, size_t word, uint32_t value) {

@@ -1,17 +1,12 @@
-// peer_actor for Windows: the same commands as on POSIX (peer_actor.h),
-// one per line on standard input, answers on standard output. With
-// "autopump on" it handles the other processes' messages as soon as they
-// arrive: a thread reads standard input and sets an event, and the main
-// thread waits on that event and the calendar's NotificationDescriptor.
-//
-//   peer_actor APPDATA [--clock YYYY-MM-DDTHH:MM:SS.mmm]
+// peer_actor for Windows (the commands are in peer_actor.h). With "autopump
+// on" it handles the other processes' messages as soon as they arrive: a
+// thread reads standard input and sets an event, and the main thread waits
+// on that event and the calendar's NotificationDescriptor.
 #include <fcntl.h>
 #include <io.h>
 #include <windows.h>
 
-#include <cstdio>
 #include <mutex>
-#include <sstream>
 #include <string>
 #include <thread>
 
@@ -47,22 +42,9 @@ void ReadInput(Input* input) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  using namespace orncal;
-  using peer::Actor;
-  using peer::ParseWhen;
-  if (argc != 2 && argc != 4) {
-    std::fprintf(stderr, "usage: peer_actor APPDATA [--clock YYYY-MM-DDTHH:MM:SS.mmm]\n");
-    return 2;
-  }
   _setmode(_fileno(stdout), _O_BINARY);
-  const std::string app_data = argv[1];
-  platform::SetShellFolderHook([app_data](int32_t) { return app_data; });
-  Date now = DateFromParts(2008, 5, 14) + 10 / 24.0;
-  if (argc == 4) now = ParseWhen(argv[3]);
-  SetClock(std::make_shared<ManualClock>(now));
-
-  CalendarPtr calendar = CalendarMain().Calendar();
-  Actor actor(calendar);
+  std::unique_ptr<orncal::peer::Actor> actor = orncal::peer::Start(argc, argv);
+  if (!actor) return 2;
   // Never freed: the reader thread may still use it while the process ends.
   Input& input = *new Input;
   std::thread(ReadInput, &input).detach();
@@ -70,12 +52,12 @@ int main(int argc, char** argv) {
   while (true) {
     HANDLE handles[2] = {input.ready, nullptr};
     DWORD count = 1;
-    if (actor.autopump) {
-      handles[1] = reinterpret_cast<HANDLE>(calendar->NotificationDescriptor());
+    if (actor->autopump) {
+      handles[1] = reinterpret_cast<HANDLE>(actor->calendar().NotificationDescriptor());
       if (handles[1] && handles[1] != INVALID_HANDLE_VALUE) count = 2;
     }
     const DWORD woke = WaitForMultipleObjects(count, handles, FALSE, INFINITE);
-    if (woke == WAIT_OBJECT_0 + 1) calendar->ProcessNotifications();
+    if (woke == WAIT_OBJECT_0 + 1) actor->calendar().ProcessNotifications();
     if (woke != WAIT_OBJECT_0) continue;
     bool ended;
     {
@@ -85,7 +67,7 @@ int main(int argc, char** argv) {
       ended = input.ended;
       ResetEvent(input.ready);
     }
-    if (!peer::RunLines(actor, pending)) return 0;
+    if (!orncal::peer::RunLines(*actor, pending)) return 0;
     if (ended) return 0;
   }
 }

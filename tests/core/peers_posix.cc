@@ -193,6 +193,13 @@ Answer Peer::Ask(const std::string& command, std::chrono::milliseconds limit) {
   return answer;
 }
 
+Answer Peer::AskAll(std::initializer_list<std::string> commands) {
+  Answer last;
+  for (const std::string& command : commands)
+    last = Ask(command);
+  return last;
+}
+
 void Peer::Kill(int signal) {
   if (pid_ > 0) ::kill(pid_, signal);
 }

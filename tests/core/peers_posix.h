@@ -7,6 +7,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -62,6 +63,9 @@ struct Answer {
 
 class Peer {
  public:
+  // A peer on the sandbox's application-data folder `appData` (by default
+  // its first); `args` follow on its command line.
+  explicit Peer(const Sandbox& sandbox) : Peer(sandbox, sandbox.AppData()) {}
   Peer(const Sandbox& sandbox, const std::string& appData, std::vector<std::string> args = {});
   ~Peer();
   Peer(const Peer&) = delete;
@@ -71,6 +75,8 @@ class Peer {
   // when no answer comes within `limit`.
   Answer Ask(const std::string& command,
              std::chrono::milliseconds limit = std::chrono::seconds(60));
+  // Asks each in turn; the last answer.
+  Answer AskAll(std::initializer_list<std::string> commands);
   // The same without failing on "error".
   Answer Try(const std::string& command,
              std::chrono::milliseconds limit = std::chrono::seconds(60));

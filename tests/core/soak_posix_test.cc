@@ -67,28 +67,16 @@ class Soak {
   std::mt19937 random_;
 };
 
-struct Entry {
-  int type = 0;
-  int id = 0;
-  std::string rest;  // title and period, or the link's destination
-};
-
-// The months of a dump: FileLong -> entries.
-std::map<int, std::vector<Entry>> ParseDump(const Answer& dump) {
-  std::map<int, std::vector<Entry>> months;
+// The months of a dump: FileLong -> the lines of its entries.
+std::map<int, std::vector<std::string>> Months(const Answer& dump) {
+  std::map<int, std::vector<std::string>> months;
   int month = 0;
   for (const std::string& line : dump.lines) {
     if (line.rfind("file ", 0) == 0) {
       month = std::stoi(line.substr(5));
-      continue;
+    } else {
+      months[month].push_back(line);
     }
-    Entry e;
-    std::istringstream in(line);
-    std::string number;
-    in >> e.type >> number;
-    e.id = std::stoi(number.substr(1));
-    std::getline(in, e.rest);
-    months[month].push_back(e);
   }
   return months;
 }
@@ -99,7 +87,7 @@ TEST(Soak, ProcessesChangingOneDataFolderAgree) {
   Sandbox sandbox({.wait_ms = 10000});
   std::vector<std::unique_ptr<Peer>> peers;
   for (int i = 0; i < kPeers; ++i)
-    peers.push_back(std::make_unique<Peer>(sandbox, sandbox.AppData()));
+    peers.push_back(std::make_unique<Peer>(sandbox));
   for (auto& peer : peers)
     peer->Ask("instance");  // registered, all of them
   std::vector<std::vector<Owned>> owned(kPeers);
@@ -148,26 +136,17 @@ TEST(Soak, ProcessesChangingOneDataFolderAgree) {
     ASSERT_TRUE(peer.Ask("flush").ok) << context;
     if (::testing::Test::HasFailure()) FAIL() << "stopped at " << context;
   }
-  for (auto& peer : peers) {
-    peer->Ask("save");
-    peer->Ask("flush");
-  }
+  for (auto& peer : peers)
+    peer->AskAll({"save", "flush"});
 
-  Peer fresh(sandbox, sandbox.AppData());
-  const Answer read = fresh.Ask("dump");
+  Peer fresh(sandbox);
+  const auto read = Months(fresh.Ask("dump"));
+  // The months listed differ (a month never looked at is not listed), so
+  // each peer compares the months it knows.
   for (int p = 0; p < kPeers; ++p) {
-    // The months listed differ (a month never looked at is not listed), so
-    // each compares the months it knows.
-    const auto theirs = ParseDump(peers[p]->Ask("dump"));
-    const auto fresh_months = ParseDump(read);
-    for (const auto& [month, entries] : theirs) {
-      ASSERT_TRUE(fresh_months.count(month)) << "peer " << p << " holds month " << month;
-      const auto& other = fresh_months.at(month);
-      ASSERT_EQ(entries.size(), other.size()) << "peer " << p << ", month " << month;
-      for (size_t i = 0; i < entries.size(); ++i) {
-        EXPECT_EQ(entries[i].id, other[i].id) << "peer " << p << ", month " << month;
-        EXPECT_EQ(entries[i].rest, other[i].rest) << "peer " << p << ", month " << month;
-      }
+    for (const auto& [month, entries] : Months(peers[p]->Ask("dump"))) {
+      ASSERT_TRUE(read.count(month)) << "peer " << p << " holds month " << month;
+      EXPECT_EQ(entries, read.at(month)) << "peer " << p << ", month " << month;
     }
   }
 
@@ -180,16 +159,19 @@ TEST(Soak, ProcessesChangingOneDataFolderAgree) {
   }
   std::map<std::string, std::string> found;
   std::set<std::string> links;
-  for (const auto& [month, entries] : ParseDump(read)) {
+  for (const auto& [month, entries] : read) {
     std::set<int> numbers;
     std::set<std::string> destinations;
-    for (const Entry& e : entries) {
-      EXPECT_TRUE(numbers.insert(e.id).second) << "number " << e.id << " twice in " << month;
-      const std::string key = std::to_string(month) + "/" + std::to_string(e.id);
-      if (e.type == 1) {
-        found[key] = e.rest.substr(1, e.rest.find(' ', 1) - 1);
+    for (const std::string& entry : entries) {
+      std::istringstream in(entry);  // "1 #3 TITLE ..." or "2 #4 -> FILE/ID"
+      int type = 0, id = 0;
+      char hash;
+      std::string word, to;
+      in >> type >> hash >> id >> word >> to;
+      EXPECT_TRUE(numbers.insert(id).second) << "number " << id << " twice in " << month;
+      if (type == 1) {
+        found[std::to_string(month) + "/" + std::to_string(id)] = word;
       } else {
-        const std::string to = e.rest.substr(4);
         EXPECT_TRUE(destinations.insert(to).second) << "two links to " << to << " in " << month;
         links.insert(to);
       }

@@ -63,7 +63,6 @@ bool MemoryFileSystem::Fails(size_t* torn) {
   }
   if (torn) *torn = fault_->torn;
   fault_.reset();
-  fired_ = true;
   return true;
 }
 

@@ -28,7 +28,6 @@ class MemoryFileSystem : public platform::FileSystem {
   // disk does. Only one fault is armed at a time.
   void FailAt(uint32_t n, size_t torn = 0) { fault_ = Fault{n, torn}; }
   void Disarm() { fault_.reset(); }
-  bool Fired() const { return fired_; }
 
   bool Exists(const std::string& path) override;
   platform::Status ReadFile(const std::string& path, std::string* contents) override;
@@ -57,7 +56,6 @@ class MemoryFileSystem : public platform::FileSystem {
   std::map<std::string, std::string> files_;
   std::set<std::string> folders_;
   std::optional<Fault> fault_;
-  bool fired_ = false;
 };
 
 }  // namespace orncal::testing
