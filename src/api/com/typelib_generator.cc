@@ -287,8 +287,6 @@ void WriteCppMember(std::ostream& out, const MemberInfo& m) {
   for (const Accessor& a : AccessorsOf(m)) {
     out << "  HRESULT STDMETHODCALLTYPE " << CppName(m, a) << "(" << CppParams(m, a)
         << ") override {\n";
-    if (false) {
-    }
     const size_t count = m.args.size() + (TakesValue(a) ? 1 : 0);
     out << "    return Guard([&] {\n";
     if (count) {
