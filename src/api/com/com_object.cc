@@ -229,9 +229,23 @@ class ConnectionPoint final : public OneInterface<IConnectionPoint, IID_IConnect
   ComObject* owner_;
 };
 
-SAFEARRAY* NewArray(VARTYPE type, size_t size) {
-  SAFEARRAY* array = SafeArrayCreateVector(type, 0, static_cast<ULONG>(size));
+// A new one-dimensional array from 0 with an element of `type` per value,
+// each set by fill(value, &element); destroyed again when fill throws.
+template <class T, class Values, class F>
+SAFEARRAY* NewArrayOf(VARTYPE type, const Values& values, F&& fill) {
+  SAFEARRAY* array = SafeArrayCreateVector(type, 0, static_cast<ULONG>(values.size()));
   if (!array) throw std::bad_alloc();
+  T* data = nullptr;
+  SafeArrayAccessData(array, reinterpret_cast<void**>(&data));
+  try {
+    for (size_t i = 0; i < values.size(); ++i)
+      fill(values[i], &data[i]);
+  } catch (...) {
+    SafeArrayUnaccessData(array);
+    SafeArrayDestroy(array);
+    throw;
+  }
+  SafeArrayUnaccessData(array);
   return array;
 }
 
@@ -439,40 +453,16 @@ void ToVariant(const Variant& v, VARIANT* out) {
       return;
     }
     case api::VarType::kVariantArray: {
-      const auto& values = v.Variants();
-      SAFEARRAY* array = NewArray(VT_VARIANT, values.size());
-      VARIANT* data = nullptr;
-      SafeArrayAccessData(array, reinterpret_cast<void**>(&data));
-      try {
-        for (size_t i = 0; i < values.size(); ++i)
-          ToVariant(values[i], &data[i]);
-      } catch (...) {
-        SafeArrayUnaccessData(array);
-        SafeArrayDestroy(array);
-        throw;
-      }
-      SafeArrayUnaccessData(array);
+      V_ARRAY(out) = NewArrayOf<VARIANT>(VT_VARIANT, v.Variants(), ToVariant);
       V_VT(out) = VT_ARRAY | VT_VARIANT;
-      V_ARRAY(out) = array;
       return;
     }
   }
 }
 
 SAFEARRAY* NewBstrArray(const Variant::StringArray& strings) {
-  SAFEARRAY* array = NewArray(VT_BSTR, strings.size());
-  BSTR* data = nullptr;
-  SafeArrayAccessData(array, reinterpret_cast<void**>(&data));
-  try {
-    for (size_t i = 0; i < strings.size(); ++i)
-      data[i] = NewBstr(strings[i]);
-  } catch (...) {
-    SafeArrayUnaccessData(array);
-    SafeArrayDestroy(array);
-    throw;
-  }
-  SafeArrayUnaccessData(array);
-  return array;
+  return NewArrayOf<BSTR>(VT_BSTR, strings,
+                          [](const std::string& s, BSTR* element) { *element = NewBstr(s); });
 }
 
 // This server's objects answer this private interface with themselves.
