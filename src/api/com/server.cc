@@ -3,8 +3,8 @@
 // the library's description (api/type_library.h).
 #include <string>
 
-#include "api/type_library.h"
 #include "api/com/com_object.h"
+#include "api/type_library.h"
 
 // Declared by the system's headers only for newer targets.
 extern "C" HRESULT WINAPI RegisterTypeLibForUser(ITypeLib* library, OLECHAR* path, OLECHAR* help);
@@ -101,14 +101,12 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* out) {
       made.emplace_back(c);
     return made;
   }();
-  const std::string wanted = [&] {
-    wchar_t text[40];
-    StringFromGUID2(clsid, text, 40);
-    return Utf8(text, wcslen(text));
-  }();
+  wchar_t text[40];
+  StringFromGUID2(clsid, text, 40);
+  const std::optional<api::Guid> wanted = api::Guid::Parse(Utf8(text, wcslen(text)));
   for (size_t i = 0; i < api::TypeLibrary().classes.size(); ++i) {
     const api::ClassInfo& c = api::TypeLibrary().classes[i];
-    if (api::Guid::Parse(wanted) != c.clsid) continue;
+    if (wanted != c.clsid) continue;
     if (!c.creatable) return CLASS_E_CLASSNOTAVAILABLE;
     return factories[i].QueryInterface(iid, out);
   }
