@@ -139,11 +139,11 @@ class WindowsFileSystem final : public FileSystem {
     return Status::Ok();
   }
 
-  // The system's wildcard match decides: it ignores case, and a long name
-  // whose short 8.3 name matches is listed too.
   // A file's FlushFileBuffers makes its name durable as well.
   Status SyncFolder(const std::string&) override { return Status::Ok(); }
 
+  // The system's wildcard match decides: it ignores case, and a long name
+  // whose short 8.3 name matches is listed too.
   Status List(const std::string& folder, std::string_view extension,
               std::vector<std::string>* names) override {
     names->clear();
