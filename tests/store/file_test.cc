@@ -136,11 +136,6 @@ class FileFailureTest : public testing::RecordingCalendarTest {
     file->SetFilePath(path_);
     return file;
   }
-  void ExpectOnlyMessage(const std::string& text) {
-    ASSERT_EQ(messages_.texts(), std::vector<std::string>{text});
-    EXPECT_EQ(messages_.messages[0].Style, MessageStyle::kCritical);
-    messages_.messages.clear();
-  }
   std::string LoadFailure() const {
     return "Schwerwiegender Fehler:\r\nDie Monatsdatei \"" + path_ +
            "\" konnte nicht geladen werden.";

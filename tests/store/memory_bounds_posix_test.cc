@@ -41,12 +41,7 @@ TEST_F(MemoryBoundsTest, TenThousandMonthFiles) {
         .Real(1, "Termin am Ersten", day + 0.4, day + 0.5)
         .Real(2, "und noch einer", day + 3, day + 3.1);
     const std::string bytes = b.Byte(0).str();
-    const std::string name = std::to_string(year * 100 + month) + ".xmf";
-    if (i == 0) {
-      PutDataFile(name, bytes);
-    } else {
-      testing::WriteBytes(DataFile(name), bytes);
-    }
+    PutDataFile(std::to_string(year * 100 + month) + ".xmf", bytes);
     file_bytes += bytes.size();
     months.push_back(year * 100 + month);
   }

@@ -97,4 +97,10 @@ void CalendarTest::PutDataFile(std::string_view name, std::string_view bytes) {
   WriteBytes(DataFile(name), bytes);
 }
 
+void CalendarTest::ExpectOnlyMessage(const std::string& text) {
+  ASSERT_EQ(messages_.texts(), std::vector<std::string>{text});
+  EXPECT_EQ(messages_.messages[0].Style, MessageStyle::kCritical);
+  messages_.messages.clear();
+}
+
 }  // namespace orncal::testing

@@ -73,6 +73,9 @@ class CalendarTest : public ::testing::Test {
   std::string DataFile(std::string_view name) const { return Join(DataFolder(), name); }
   // Puts a file into the data folder, creating the folder.
   void PutDataFile(std::string_view name, std::string_view bytes);
+  // Expects `text` as the one captured message, shown as critical, and
+  // forgets it.
+  void ExpectOnlyMessage(const std::string& text);
 
   TempDir temp_;
   const std::string app_data_ = Join(temp_.path(), "appdata");

@@ -77,11 +77,6 @@ class TaskTest : public testing::RecordingCalendarTest {
     return "Die Aufgabendatei \"" + path_ +
            "\" konnte nicht gespeichert werden. Es besteht die Gefahr, dass Daten verloren gehen.";
   }
-  void ExpectOnlyMessage(const std::string& text) {
-    ASSERT_EQ(messages_.texts(), std::vector<std::string>{text});
-    EXPECT_EQ(messages_.messages[0].Style, MessageStyle::kCritical);
-    messages_.messages.clear();
-  }
 
   CalendarPtr calendar_;
   const std::string path_ = DataFile("tasks.xtf");
