@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <random>
@@ -17,6 +18,8 @@ namespace orncal::interop {
 namespace {
 
 constexpr std::string_view kOwnPrefix = "orncal-";
+// The largest interop file read.
+constexpr uintmax_t kMaxFileBytes = uintmax_t{256} << 20;
 
 std::string Join(const std::string& folder, std::string_view name) {
   std::string path = folder;
@@ -67,6 +70,13 @@ bool WriteFileAtomically(const std::string& path, std::string_view bytes) {
 }
 
 std::optional<std::string> ReadWholeFile(const std::string& path) {
+  // A pipe or device under the name would block or never end, and the
+  // interop's files stay far below the limit.
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error) ||
+      std::filesystem::file_size(path, error) > kMaxFileBytes || error) {
+    return std::nullopt;
+  }
   std::ifstream in(path, std::ios::binary);
   if (!in) return std::nullopt;
   std::ostringstream text;

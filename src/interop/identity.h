@@ -34,7 +34,8 @@ void SetTagValue(Appointment& appointment, std::string_view name, const std::str
 // synced, then renamed over the old one. False on failure (the old file
 // stays as it was).
 bool WriteFileAtomically(const std::string& path, std::string_view bytes);
-// The whole file; nullopt when it cannot be read.
+// The whole file; nullopt when it cannot be read or is no regular file of
+// at most 256 MiB.
 std::optional<std::string> ReadWholeFile(const std::string& path);
 
 class Identity {
