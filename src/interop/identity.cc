@@ -21,12 +21,6 @@ constexpr std::string_view kOwnPrefix = "orncal-";
 // The largest interop file read.
 constexpr uintmax_t kMaxFileBytes = uintmax_t{256} << 20;
 
-std::string Join(const std::string& folder, std::string_view name) {
-  std::string path = folder;
-  if (!path.empty() && path.back() != '/') path += '/';
-  return path.append(name);
-}
-
 }  // namespace
 
 std::optional<std::string> TagValue(Appointment& appointment, std::string_view name) {
@@ -48,6 +42,12 @@ void SetTagValue(Appointment& appointment, std::string_view name, const std::str
     }
   }
   appointment.AddTag(std::string(name), std::string(kTagType), value);
+}
+
+std::string FolderFile(const std::string& folder, std::string_view name) {
+  std::string path = folder;
+  if (!path.empty() && path.back() != '/') path += '/';
+  return path.append(name);
 }
 
 bool WriteFileAtomically(const std::string& path, std::string_view bytes) {
@@ -107,7 +107,7 @@ std::string RandomId() {
 Identity::Identity(Calendar& calendar) : data_folder_(calendar.Path()) {
   // A file that is missing or unreadable starts afresh; its UIDs of open
   // tasks are then made up again from their IDs.
-  if (std::optional<std::string> text = ReadWholeFile(Join(data_folder_, "interop.json"))) {
+  if (std::optional<std::string> text = ReadWholeFile(FolderFile(data_folder_, "interop.json"))) {
     const nlohmann::json doc = nlohmann::json::parse(*text, nullptr, false);
     if (doc.is_object()) {
       if (doc.contains("folder") && doc["folder"].is_string()) folder_ = doc["folder"];
@@ -200,7 +200,8 @@ bool Identity::Save() {
   nlohmann::json doc = {{"folder", folder_}, {"tasks", nlohmann::json::object()}};
   for (const auto& [id, uid] : task_uids_)
     doc["tasks"][std::to_string(id)] = uid;
-  if (!WriteFileAtomically(Join(data_folder_, "interop.json"), doc.dump(2) + "\n")) return false;
+  if (!WriteFileAtomically(FolderFile(data_folder_, "interop.json"), doc.dump(2) + "\n"))
+    return false;
   changed_ = false;
   return true;
 }

@@ -30,6 +30,9 @@ std::optional<std::string> TagValue(Appointment& appointment, std::string_view n
 // Sets (or adds) that tag.
 void SetTagValue(Appointment& appointment, std::string_view name, const std::string& value);
 
+// The path of a file in a folder.
+std::string FolderFile(const std::string& folder, std::string_view name);
+
 // Writes a file whole or not at all: a new file beside it is written and
 // synced, then renamed over the old one. False on failure (the old file
 // stays as it was).
