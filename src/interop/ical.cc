@@ -1196,9 +1196,8 @@ ImportReport Importer::Import(std::string_view text, const ImportOptions& option
         if (icalcomponent_get_first_property(c, ICAL_DTSTART_PROPERTY)) {
           p.start = ToLocal(RequiredStart(c));
         }
-        if (icalproperty* due = icalcomponent_get_first_property(c, ICAL_DUE_PROPERTY)) {
+        if (icalcomponent_get_first_property(c, ICAL_DUE_PROPERTY)) {
           p.due = ToLocal(icalcomponent_get_due(c));
-          (void)due;
         }
         icalproperty* status = icalcomponent_get_first_property(c, ICAL_STATUS_PROPERTY);
         icalproperty* completed = icalcomponent_get_first_property(c, ICAL_COMPLETED_PROPERTY);
