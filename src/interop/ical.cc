@@ -233,14 +233,21 @@ Date FromEpoch(std::time_t t, bool floating) {
 
 // An iCalendar time as local wall-clock time: floating times and dates as
 // they are, times in a zone (or UTC) converted by the system's zone rules.
+// A time before the year 100 or after 9999 is refused as input the
+// calendar cannot hold.
 Date ToLocal(const icaltimetype& t) {
-  if (IsFloating(t)) {
-    Date date = DateFromParts(t.year, t.month, t.day);
-    if (!t.is_date) date += TimeFromParts(t.hour, t.minute, t.second);
-    return date;
+  try {
+    if (IsFloating(t)) {
+      Date date = DateFromParts(t.year, t.month, t.day);
+      if (!t.is_date) date += TimeFromParts(t.hour, t.minute, t.second);
+      return date;
+    }
+    const icaltimezone* zone = t.zone ? t.zone : icaltimezone_get_utc_timezone();
+    return FromEpoch(icaltime_as_timet_with_zone(t, zone), false);
+  } catch (const Error&) {
+    throw ImportError("a time in the year " + std::to_string(t.year) +
+                      ", outside the years 100 to 9999 the calendar holds");
   }
-  const icaltimezone* zone = t.zone ? t.zone : icaltimezone_get_utc_timezone();
-  return FromEpoch(icaltime_as_timet_with_zone(t, zone), false);
 }
 
 std::string Number17(double value) {

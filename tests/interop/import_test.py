@@ -157,6 +157,8 @@ GOOD = event("good", "good", datetime(2024, 3, 1, 9, 0), datetime(2024, 3, 1, 10
      "malformed"),
     ("BEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + GOOD + "BEGIN:VEVENT\r\nUID:x\r\nSUMMARY:no start\r\n"
      "END:VEVENT\r\nEND:VCALENDAR\r\n", "no DTSTART"),
+    ("BEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + GOOD + "BEGIN:VTODO\r\nUID:y\r\nSUMMARY:year 0\r\n"
+     "DUE:00000101T000000\r\nEND:VTODO\r\nEND:VCALENDAR\r\n", "outside the years 100 to 9999"),
 ])
 def test_malformed_input_is_refused_whole(cal, tmp_path, text, message):
     path = tmp_path / "bad.ics"
