@@ -233,14 +233,21 @@ Date FromEpoch(std::time_t t, bool floating) {
 
 // An iCalendar time as local wall-clock time: floating times and dates as
 // they are, times in a zone (or UTC) converted by the system's zone rules.
+// A time before the year 100 or after 9999 is refused as input the
+// calendar cannot hold.
 Date ToLocal(const icaltimetype& t) {
-  if (IsFloating(t)) {
-    Date date = DateFromParts(t.year, t.month, t.day);
-    if (!t.is_date) date += TimeFromParts(t.hour, t.minute, t.second);
-    return date;
+  try {
+    if (IsFloating(t)) {
+      Date date = DateFromParts(t.year, t.month, t.day);
+      if (!t.is_date) date += TimeFromParts(t.hour, t.minute, t.second);
+      return date;
+    }
+    const icaltimezone* zone = t.zone ? t.zone : icaltimezone_get_utc_timezone();
+    return FromEpoch(icaltime_as_timet_with_zone(t, zone), false);
+  } catch (const Error&) {
+    throw ImportError("a time in the year " + std::to_string(t.year) +
+                      ", outside the years 100 to 9999 the calendar holds");
   }
-  const icaltimezone* zone = t.zone ? t.zone : icaltimezone_get_utc_timezone();
-  return FromEpoch(icaltime_as_timet_with_zone(t, zone), false);
 }
 
 std::string Number17(double value) {
@@ -766,6 +773,40 @@ struct Span {
   Date start, end;
 };
 
+// The most instances of one recurring component that are taken.
+constexpr size_t kMaxInstances = 200000;
+
+// Where a walk over a component's recurrences from `start` to `end` has
+// to stop so that no rule yields more than kMaxInstances on the way: the
+// walk cannot be stopped from within, and a rule every second, or one with
+// a COUNT walked from a start centuries back, would otherwise run for
+// hours. The rules are walked from where icalcomponent_foreach_recurrence
+// starts them: a COUNT from DTSTART, any other from the window's start less
+// the component's duration.
+icaltimetype WalkEnd(icalcomponent* c, icaltimetype start, icaltimetype end) {
+  const icaltimetype dtstart = icalcomponent_get_dtstart(c);
+  icaltime_adjust(&start, 0, 0, 0, -icaldurationtype_as_int(icalcomponent_get_duration(c)));
+  for (icalproperty* p = icalcomponent_get_first_property(c, ICAL_RRULE_PROPERTY); p;
+       p = icalcomponent_get_next_property(c, ICAL_RRULE_PROPERTY)) {
+    const icalrecurrencetype rule = icalproperty_get_rrule(p);
+    icalrecur_iterator* it = icalrecur_iterator_new(rule, dtstart);
+    if (!it) continue;
+    if (rule.count == 0 && icaltime_compare(start, dtstart) > 0)
+      icalrecur_iterator_set_start(it, start);
+    size_t seen = 0;
+    for (icaltimetype t = icalrecur_iterator_next(it);
+         !icaltime_is_null_time(t) && icaltime_compare(t, end) <= 0;
+         t = icalrecur_iterator_next(it)) {
+      if (++seen > kMaxInstances) {
+        end = t;
+        break;
+      }
+    }
+    icalrecur_iterator_free(it);
+  }
+  return end;
+}
+
 // Every instance of a recurring component in [from, to), in local time.
 std::vector<Span> Instances(icalcomponent* c, bool floating, Date from, Date to) {
   struct Collect {
@@ -774,12 +815,13 @@ std::vector<Span> Instances(icalcomponent* c, bool floating, Date from, Date to)
   } collect{floating, {}};
   const auto callback = [](icalcomponent*, struct icaltime_span* span, void* data) {
     auto* into = static_cast<Collect*>(data);
-    if (into->spans.size() > 200000) return;
+    if (into->spans.size() > kMaxInstances) return;
     into->spans.push_back(
         {FromEpoch(span->start, into->floating), FromEpoch(span->end, into->floating)});
   };
   // The window is widened by a day each way for the zones, then cut.
-  icalcomponent_foreach_recurrence(c, UtcOf(from - 1), UtcOf(to + 1), callback, &collect);
+  const icaltimetype start = UtcOf(from - 1);
+  icalcomponent_foreach_recurrence(c, start, WalkEnd(c, start, UtcOf(to + 1)), callback, &collect);
   std::vector<Span> inside;
   for (const Span& s : collect.spans)
     if (s.start >= from && s.start < to) inside.push_back(s);
@@ -1161,9 +1203,8 @@ ImportReport Importer::Import(std::string_view text, const ImportOptions& option
         if (icalcomponent_get_first_property(c, ICAL_DTSTART_PROPERTY)) {
           p.start = ToLocal(RequiredStart(c));
         }
-        if (icalproperty* due = icalcomponent_get_first_property(c, ICAL_DUE_PROPERTY)) {
+        if (icalcomponent_get_first_property(c, ICAL_DUE_PROPERTY)) {
           p.due = ToLocal(icalcomponent_get_due(c));
-          (void)due;
         }
         icalproperty* status = icalcomponent_get_first_property(c, ICAL_STATUS_PROPERTY);
         icalproperty* completed = icalcomponent_get_first_property(c, ICAL_COMPLETED_PROPERTY);

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <random>
@@ -17,12 +18,8 @@ namespace orncal::interop {
 namespace {
 
 constexpr std::string_view kOwnPrefix = "orncal-";
-
-std::string Join(const std::string& folder, std::string_view name) {
-  std::string path = folder;
-  if (!path.empty() && path.back() != '/') path += '/';
-  return path.append(name);
-}
+// The largest interop file read.
+constexpr uintmax_t kMaxFileBytes = uintmax_t{256} << 20;
 
 }  // namespace
 
@@ -47,6 +44,12 @@ void SetTagValue(Appointment& appointment, std::string_view name, const std::str
   appointment.AddTag(std::string(name), std::string(kTagType), value);
 }
 
+std::string FolderFile(const std::string& folder, std::string_view name) {
+  std::string path = folder;
+  if (!path.empty() && path.back() != '/') path += '/';
+  return path.append(name);
+}
+
 bool WriteFileAtomically(const std::string& path, std::string_view bytes) {
   const std::string fresh = path + ".new";
   const int fd = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -67,6 +70,13 @@ bool WriteFileAtomically(const std::string& path, std::string_view bytes) {
 }
 
 std::optional<std::string> ReadWholeFile(const std::string& path) {
+  // A pipe or device under the name would block or never end, and the
+  // interop's files stay far below the limit.
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error) ||
+      std::filesystem::file_size(path, error) > kMaxFileBytes || error) {
+    return std::nullopt;
+  }
   std::ifstream in(path, std::ios::binary);
   if (!in) return std::nullopt;
   std::ostringstream text;
@@ -97,7 +107,7 @@ std::string RandomId() {
 Identity::Identity(Calendar& calendar) : data_folder_(calendar.Path()) {
   // A file that is missing or unreadable starts afresh; its UIDs of open
   // tasks are then made up again from their IDs.
-  if (std::optional<std::string> text = ReadWholeFile(Join(data_folder_, "interop.json"))) {
+  if (std::optional<std::string> text = ReadWholeFile(FolderFile(data_folder_, "interop.json"))) {
     const nlohmann::json doc = nlohmann::json::parse(*text, nullptr, false);
     if (doc.is_object()) {
       if (doc.contains("folder") && doc["folder"].is_string()) folder_ = doc["folder"];
@@ -190,7 +200,8 @@ bool Identity::Save() {
   nlohmann::json doc = {{"folder", folder_}, {"tasks", nlohmann::json::object()}};
   for (const auto& [id, uid] : task_uids_)
     doc["tasks"][std::to_string(id)] = uid;
-  if (!WriteFileAtomically(Join(data_folder_, "interop.json"), doc.dump(2) + "\n")) return false;
+  if (!WriteFileAtomically(FolderFile(data_folder_, "interop.json"), doc.dump(2) + "\n"))
+    return false;
   changed_ = false;
   return true;
 }

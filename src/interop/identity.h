@@ -30,11 +30,15 @@ std::optional<std::string> TagValue(Appointment& appointment, std::string_view n
 // Sets (or adds) that tag.
 void SetTagValue(Appointment& appointment, std::string_view name, const std::string& value);
 
+// The path of a file in a folder.
+std::string FolderFile(const std::string& folder, std::string_view name);
+
 // Writes a file whole or not at all: a new file beside it is written and
 // synced, then renamed over the old one. False on failure (the old file
 // stays as it was).
 bool WriteFileAtomically(const std::string& path, std::string_view bytes);
-// The whole file; nullopt when it cannot be read.
+// The whole file; nullopt when it cannot be read or is no regular file of
+// at most 256 MiB.
 std::optional<std::string> ReadWholeFile(const std::string& path);
 
 class Identity {

@@ -28,12 +28,6 @@ struct Known {
 
 using State = std::map<std::string, Known>;
 
-std::string Join(const std::string& folder, std::string_view name) {
-  std::string path = folder;
-  if (!path.empty() && path.back() != '/') path += '/';
-  return path.append(name);
-}
-
 // A member's text, or empty when it is missing or not a text.
 std::string TextOf(const nlohmann::json& object, const char* key) {
   const auto it = object.find(key);
@@ -122,7 +116,7 @@ bool Expanded(const std::vector<LocalItem>& items) {
 }  // namespace
 
 std::string StatePath(const std::string& dataFolder, const std::string& url) {
-  return Join(dataFolder, "sync-" + Digest(url) + ".json");
+  return FolderFile(dataFolder, "sync-" + Digest(url) + ".json");
 }
 
 SyncReport Synchronize(Calendar& calendar, Identity& identity, const SyncOptions& options,

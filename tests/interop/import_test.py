@@ -157,6 +157,8 @@ GOOD = event("good", "good", datetime(2024, 3, 1, 9, 0), datetime(2024, 3, 1, 10
      "malformed"),
     ("BEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + GOOD + "BEGIN:VEVENT\r\nUID:x\r\nSUMMARY:no start\r\n"
      "END:VEVENT\r\nEND:VCALENDAR\r\n", "no DTSTART"),
+    ("BEGIN:VCALENDAR\r\nVERSION:2.0\r\n" + GOOD + "BEGIN:VTODO\r\nUID:y\r\nSUMMARY:year 0\r\n"
+     "DUE:00000101T000000\r\nEND:VTODO\r\nEND:VCALENDAR\r\n", "outside the years 100 to 9999"),
 ])
 def test_malformed_input_is_refused_whole(cal, tmp_path, text, message):
     path = tmp_path / "bad.ics"
@@ -165,3 +167,14 @@ def test_malformed_input_is_refused_whole(cal, tmp_path, text, message):
     assert done.returncode != 0
     assert message in done.stderr and "nothing was imported" in done.stderr
     assert cal.entries("2024-01-01", "2025-01-01") == []
+
+
+def test_rules_recurring_every_second_are_cut_short(cal, tmp_path):
+    # Read in moments, not hours: one every second without end, and one
+    # counted from a start long before the horizon.
+    path = tmp_path / "dense.ics"
+    path.write_bytes(vcalendar(
+        event("seconds", "seconds", datetime(2024, 3, 1, 9, 0), rrule={"freq": "secondly"}),
+        event("counted", "counted", datetime(1900, 1, 1), rrule={"freq": "secondly", "count": 2000000000})))
+    done = cal.run("import", "--ics", str(path), "--dry-run")
+    assert "2 recurring events that no series describes became 200000 appointments" in done.stdout
