@@ -203,7 +203,20 @@ DavClient::~DavClient() {
 }
 
 std::string DavClient::UrlOf(const std::string& href) const {
-  if (href.starts_with("http://") || href.starts_with("https://")) return href;
+  if (href.starts_with("http://") || href.starts_with("https://")) {
+    // The user's password goes to the collection's own server only: an
+    // object the server places on another host or scheme is not followed.
+    const auto lower = [](std::string text) {
+      for (char& c : text)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+      return text;
+    };
+    if (!lower(href.substr(0, origin_.size() + 1)).starts_with(lower(origin_ + "/"))) {
+      throw SyncError("the server named " + Shown(href) + ", outside " + Shown(origin_) +
+                      "; it is not followed");
+    }
+    return href;
+  }
   if (href.starts_with("/")) return origin_ + href;
   return collection_ + href;
 }
@@ -276,6 +289,7 @@ std::optional<std::vector<RemoteObject>> DavClient::List() {
   std::vector<RemoteObject> objects;
   for (DavResponse& r : ParseMultistatus(reply.body)) {
     if (r.CalendarData.empty() || r.Href.empty()) continue;
+    UrlOf(r.Href);  // refuses, at once, an object the sync could not write back
     objects.push_back({std::move(r.Href), std::move(r.ETag), std::move(r.CalendarData)});
   }
   return objects;

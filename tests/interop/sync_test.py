@@ -3,11 +3,13 @@ own storage and a password file: two data folders (two machines) push,
 pull, edit and delete and end up holding the same; a conflict keeps both;
 a server that goes away mid-sync loses nothing."""
 import base64
+import http.server
 import itertools
 import re
 import socket
 import subprocess
 import sys
+import threading
 import time
 import urllib.request
 from pathlib import Path
@@ -253,3 +255,35 @@ def test_password_is_checked_and_never_shown(machines, tmp_path):
     by_env = a.run("sync", "--url", a.url, "--user", USER, "--create",
                    env={"ORNCAL_SYNC_PASSWORD": PASSWORD})
     assert by_env.returncode == 0 and PASSWORD not in by_env.stdout + by_env.stderr
+
+
+def test_objects_on_another_host_are_refused(machines):
+    """A server that places an object on another host gets no password sent
+    there: the sync stops before it takes anything in."""
+    a, _ = machines
+    asked = []
+
+    class Elsewhere(http.server.BaseHTTPRequestHandler):
+        def do_REPORT(self):
+            asked.append((self.command, self.path))
+            body = ("<?xml version='1.0'?><multistatus xmlns='DAV:'><response>"
+                    "<href>http://localhost:1/elsewhere/x.ics</href><propstat><prop>"
+                    "<getetag>\"1\"</getetag><calendar-data xmlns='urn:ietf:params:xml:ns:caldav'>"
+                    "BEGIN:VCALENDAR&#13;\nEND:VCALENDAR</calendar-data>"
+                    "</prop></propstat></response></multistatus>").encode()
+            self.send_response(207)
+            self.send_header("Content-Length", str(len(body)))
+            self.end_headers()
+            self.wfile.write(body)
+
+        def log_message(self, *args):
+            pass
+
+    with http.server.HTTPServer(("127.0.0.1", 0), Elsewhere) as fake:
+        threading.Thread(target=fake.serve_forever, daemon=True).start()
+        a.url = f"http://127.0.0.1:{fake.server_address[1]}/{USER}/cal/"
+        done = a.sync(check=False)
+        fake.shutdown()
+    assert done.returncode != 0 and "localhost:1/elsewhere/x.ics" in done.stderr
+    assert "is not followed" in done.stderr and PASSWORD not in done.stderr
+    assert asked == [("REPORT", f"/{USER}/cal/")]
