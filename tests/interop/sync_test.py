@@ -249,6 +249,8 @@ def test_password_is_checked_and_never_shown(machines, tmp_path):
     done = a.run("sync", "--url", a.url, "--user", USER, "--password-file", str(wrong), check=False)
     assert done.returncode != 0 and "refused the user or password" in done.stderr
     assert "not-the-password" not in done.stdout + done.stderr
+    endless = a.run("sync", "--url", a.url, "--user", USER, "--password-file", "/dev/zero", check=False)
+    assert endless.returncode != 0 and "longer than 4096 characters" in endless.stderr
     in_url = a.run("sync", "--url", a.url.replace("//", f"//{USER}:not-the-password@"), check=False)
     assert in_url.returncode != 0 and "no user or password in the URL" in in_url.stderr
     assert "not-the-password" not in in_url.stdout + in_url.stderr

@@ -142,8 +142,14 @@ std::string Password(const SyncCommand& c) {
   if (!c.PasswordFile.empty()) {
     std::ifstream in(c.PasswordFile, std::ios::binary);
     if (!in) throw CommandError("--password-file: cannot read '" + c.PasswordFile + "'");
+    // A first line longer than any password (or a file without lines,
+    // such as /dev/zero) is refused rather than read without end.
+    constexpr size_t kMaxLine = 4096;
     std::string line;
-    std::getline(in, line);
+    for (int ch; line.size() <= kMaxLine && (ch = in.get()) != EOF && ch != '\n';)
+      line += static_cast<char>(ch);
+    if (line.size() > kMaxLine)
+      throw CommandError("--password-file: the first line is longer than 4096 characters");
     if (!line.empty() && line.back() == '\r') line.pop_back();
     return line;
   }
